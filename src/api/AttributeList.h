@@ -1,0 +1,60 @@
+// CAttributeList: the table of text cells that passes every file's content
+// between the handlers and the host. Fixed capacity, row-major, cell (r, c) at
+// index columns * r + c, plus two free-text blocks for text bodies.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tolvik {
+
+// The one-byte text of an empty cell; "..." to the host.
+inline constexpr char kEmptyCell[] = "\x1a";
+// The one-byte text that asks a write-back to remove an attribute or entry.
+inline constexpr char kDeleteMark[] = "\x08";
+// Cells of every table that the exports and the read handlers create.
+inline constexpr std::uint32_t kTableCapacity = 100000;
+// Each free-text block holds fewer characters than this.
+inline constexpr std::size_t kTextBlockLimit = 32000;
+
+class CAttributeList {
+public:
+    explicit CAttributeList(std::uint32_t capacity = kTableCapacity);
+
+    std::uint32_t rows = 0;
+    std::uint32_t columns = 0;
+
+    std::uint32_t Capacity() const { return capacity_; }
+    std::uint32_t Count() const { return static_cast<std::uint32_t>(cells_.size()); }
+    const std::string& FirstText() const { return firstText_; }
+    const std::string& SecondText() const { return secondText_; }
+
+    // 1 when added; 0 when the list is full, after the overflow box was shown.
+    std::uint32_t AddAttribute(const std::string& text);
+    // `n` copies of `text` (of the empty cell when null); each refused copy shows
+    // the overflow box again.
+    void AddAttributes(int n, const char* text);
+    // 1 when every cell of `other` was appended; stops at the first refusal.
+    std::uint32_t AddList(const CAttributeList& other);
+    // The cell, or null. With column -1, `row` is a flat index.
+    const std::string* GetAttribute(int row, int column) const;
+    std::uint32_t SetAttribute(std::uint32_t index, const std::string& text);
+    std::uint32_t AppendToAttribute(std::uint32_t index, const std::string& text);
+    // Removes one whole row; a row that does not exist changes nothing.
+    void RemoveRow(std::uint32_t row);
+    // The first row whose cell in `column` equals `text` without regard to
+    // case, or -1.
+    std::int32_t FindRow(std::uint32_t column, const std::string& text) const;
+    // 1 when the line was kept in a text block, 0 when both are full.
+    std::uint32_t AddText(const std::string& line);
+    void RemoveAll();
+
+private:
+    std::uint32_t capacity_;
+    std::vector<std::string> cells_;
+    std::string firstText_;
+    std::string secondText_;
+};
+
+}  // namespace tolvik
