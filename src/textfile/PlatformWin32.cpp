@@ -8,6 +8,11 @@
 #include <cstdio>
 #include <windows.h>
 
+// <windows.h> maps these names to the Win32 functions OemToCharA and CharToOemA;
+// here they are the Platform methods.
+#undef OemToAnsi
+#undef AnsiToOem
+
 namespace tolvik {
 
 namespace {

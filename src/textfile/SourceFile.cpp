@@ -1,0 +1,557 @@
+#include "SourceFile.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <vector>
+
+#include "Charset.h"
+#include "Platform.h"
+
+namespace tolvik {
+
+namespace {
+constexpr char kSeparator = '\x1a';
+constexpr char kEndOfText = '\x1a';  // ends a text-mode input, as DOS editors wrote it
+constexpr std::size_t kBlockSize = 64 * 1024;
+constexpr int kTabWidth = 8;
+
+// Expands each tab to blanks up to the next multiple of eight columns; the
+// columns restart after a '\n' inside the text.
+std::string ExpandTabs(const std::string& line)
+{
+    if (line.find('\t') == std::string::npos)
+        return line;
+    std::string result;
+    result.reserve(line.size() + 16);
+    std::size_t column = 0;
+    for (char c : line) {
+        if (c == '\t') {
+            do {
+                result += ' ';
+                ++column;
+            } while (column % kTabWidth != 0);
+        } else {
+            result += c;
+            column = c == '\n' ? 0 : column + 1;
+        }
+    }
+    return result;
+}
+}  // namespace
+
+// The one reader seam: a file (buffered, text or binary) or a text in memory.
+class CSourceFile::Input {
+public:
+    explicit Input(std::string text) : memory_(std::move(text)), inMemory_(true) {}
+    Input(std::unique_ptr<PlatformFile> file, bool textMode)
+        : file_(std::move(file)), textMode_(textMode)
+    {
+    }
+
+    std::uint64_t Position() const { return inMemory_ ? memoryPos_ : blockStart_ + blockPos_; }
+
+    bool Rewind()
+    {
+        ended_ = false;
+        endMarkerAt_.reset();
+        if (inMemory_) {
+            memoryPos_ = 0;
+            return true;
+        }
+        return SeekTo(0);
+    }
+
+    // Reads one line piece: `raw` gets the bytes as they stand, `text` the
+    // text-mode form. False when nothing was left.
+    bool ReadPiece(std::string& raw, std::string& text)
+    {
+        raw.clear();
+        text.clear();
+        if (ended_)
+            return false;
+        while (text.size() < kMaxLinePiece) {
+            int c = Peek();
+            if (c < 0) {
+                ended_ = true;
+                break;
+            }
+            if (textMode_ && c == static_cast<unsigned char>(kEndOfText)) {
+                ended_ = true;
+                endMarkerAt_ = Position();
+                break;
+            }
+            Advance();
+            raw += static_cast<char>(c);
+            if (textMode_ && c == '\r' && Peek() == '\n') {
+                Advance();
+                raw += '\n';
+                text += '\n';
+                break;
+            }
+            text += static_cast<char>(c);
+            if (c == '\n')
+                break;
+        }
+        return !raw.empty();
+    }
+
+    // Where a text-mode input ended at an end-of-text byte (what follows it is
+    // not read as text), if it did.
+    const std::optional<std::uint64_t>& EndMarker() const { return endMarkerAt_; }
+
+    // Raw bytes from `offset` to the end, in blocks handed to `sink`.
+    template <class Sink>
+    bool CopyFrom(std::uint64_t offset, Sink&& sink)
+    {
+        if (inMemory_) {
+            if (offset < memory_.size())
+                sink(std::string_view(memory_).substr(offset));
+            return true;
+        }
+        if (!SeekTo(offset))
+            return false;
+        for (;;) {
+            if (blockPos_ >= block_.size() && !Fill())
+                return !failed_;
+            sink(std::string_view(block_).substr(blockPos_));
+            blockPos_ = block_.size();
+        }
+    }
+
+    // One byte at `offset`, or -1.
+    int ByteAt(std::uint64_t offset)
+    {
+        if (inMemory_)
+            return offset < memory_.size() ? static_cast<unsigned char>(memory_[offset]) : -1;
+        if (!SeekTo(offset))
+            return -1;
+        int c = Peek();
+        if (c >= 0)
+            Advance();
+        return c;
+    }
+
+    void Close() { file_.reset(); }
+
+private:
+    int Peek()
+    {
+        if (inMemory_)
+            return memoryPos_ < memory_.size() ? static_cast<unsigned char>(memory_[memoryPos_]) : -1;
+        if (blockPos_ >= block_.size() && !Fill())
+            return -1;
+        return static_cast<unsigned char>(block_[blockPos_]);
+    }
+
+    void Advance()
+    {
+        if (inMemory_)
+            ++memoryPos_;
+        else
+            ++blockPos_;
+    }
+
+    bool Fill()
+    {
+        if (!file_)
+            return false;
+        blockStart_ += block_.size();
+        block_.resize(kBlockSize);
+        blockPos_ = 0;
+        std::ptrdiff_t got = file_->Read(block_.data(), block_.size());
+        if (got < 0)
+            failed_ = true;
+        block_.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+        return !block_.empty();
+    }
+
+    bool SeekTo(std::uint64_t offset)
+    {
+        if (!file_ || !file_->Seek(offset))
+            return false;
+        block_.clear();
+        blockPos_ = 0;
+        blockStart_ = offset;
+        return true;
+    }
+
+    std::string memory_;
+    std::size_t memoryPos_ = 0;
+    bool inMemory_ = false;
+    std::unique_ptr<PlatformFile> file_;
+    bool textMode_ = true;
+    std::string block_;
+    std::size_t blockPos_ = 0;
+    std::uint64_t blockStart_ = 0;
+    bool ended_ = false;
+    bool failed_ = false;
+    std::optional<std::uint64_t> endMarkerAt_;
+};
+
+CSourceFile::CSourceFile(std::string_view source, bool inMemory, int mode_, bool binary_)
+    : mode(mode_), sourceInMemory(inMemory), keepBackup(!inMemory), binary(binary_)
+{
+    if (inMemory) {
+        // A text handed over in memory ends at its first NUL, as a C string does.
+        std::string text(source.substr(0, source.find('\0')));
+        messageBuffer = std::string(1, kSeparator);
+        input_ = std::make_unique<Input>(std::move(text));
+        fileOpened = true;
+        ReadLine();
+        return;
+    }
+
+    fileName = std::string(source);
+    commentText = fileName;
+    OemToAnsi(commentText);
+    messageBuffer = commentText + kSeparator;
+
+    Platform& platform = CurrentPlatform();
+    if (fileName.empty() || !platform.Exists(fileName)) {
+        status = kMissing;
+        return;
+    }
+    // The file stays open (and so protected against other writers) for the
+    // whole run; an update or write holds it exclusively.
+    auto file = platform.Open(fileName, mode == kRead ? FileAccess::Read : FileAccess::ReadWrite);
+    if (!file) {
+        status = kNoAccess;
+        return;
+    }
+    if (mode != kRead) {
+        output_ = platform.CreateTemp(".", "TVK", tempFileName);
+        if (!output_) {
+            status = kNoAccess;
+            return;
+        }
+    }
+    input_ = std::make_unique<Input>(std::move(file), !binary);
+    fileOpened = true;
+    status = kOpened;
+    lineStartPosition = input_->Position();
+    if (binary)
+        return;
+    // The first line of a file is taken as it stands: neither converted nor
+    // tab-expanded. Hosts have always seen it so; keep it.
+    input_->ReadPiece(rawLine_, lineBuffer);
+    if (rawLine_.empty())
+        endOfInput = true;
+    crlf = rawLine_.size() >= 2 && rawLine_.compare(rawLine_.size() - 2, 2, "\r\n") == 0;
+#if defined(_WIN32)
+    if (rawLine_.find('\n') == std::string::npos)
+        crlf = true;  // nothing to follow: the platform's own convention
+#endif
+    lineNumber = 1;
+    cursor = 0;
+}
+
+CSourceFile::~CSourceFile()
+{
+    output_.reset();
+    DiscardTemp();
+}
+
+int CSourceFile::Access(const std::string& name, int how)
+{
+    Platform& platform = CurrentPlatform();
+    switch (how) {
+        case 0:
+            return platform.Exists(name) ? 0 : -1;
+        case 2:
+        case 6:
+            return platform.Open(name, FileAccess::ReadWrite) ? 0 : -1;
+        case 4:
+            return platform.Open(name, FileAccess::Read) ? 0 : -1;
+        default:
+            return -1;
+    }
+}
+
+void CSourceFile::ApplyConversion(std::string& line) const
+{
+    if (!noConversion)
+        OemToAnsi(line);
+    if (expandTabs)
+        line = ExpandTabs(line);
+}
+
+int CSourceFile::ReadLine()
+{
+    if (input_) {
+        lineStartPosition = input_->Position();
+        if (!input_->ReadPiece(rawLine_, lineBuffer))
+            endOfInput = true;
+    } else {
+        rawLine_.clear();
+        lineBuffer.clear();
+        endOfInput = true;
+    }
+    ApplyConversion(lineBuffer);
+    cursor = 0;
+    return ++lineNumber;
+}
+
+std::string CSourceFile::GetChar()
+{
+    if (cursor >= lineBuffer.size())
+        return {};
+    char c = lineBuffer[cursor];
+    if (c == '\n') {
+        ReadLine();
+        return "\n";
+    }
+    ++cursor;
+    return std::string(1, c);
+}
+
+const std::string& CSourceFile::RestOfLine()
+{
+    if (cursor < lineBuffer.size())
+        ++cursor;
+    std::size_t end = cursor;
+    while (end < lineBuffer.size() && lineBuffer[end] != '\n' && lineBuffer[end] != '\0')
+        ++end;
+    commentText.assign(lineBuffer, cursor, end - cursor);
+    cursor = end;
+    return commentText;
+}
+
+bool CSourceFile::LineContains(std::string_view word1, std::string_view word2)
+{
+    commentText = lineBuffer;
+    upperLine_ = ToUpper(lineBuffer);
+    upperWord1_ = ToUpper(word1);
+    upperWord2_ = ToUpper(word2);
+    return upperLine_.find(upperWord1_) != std::string::npos &&
+           (word2.empty() || upperLine_.find(upperWord2_) != std::string::npos);
+}
+
+void CSourceFile::PassOver()
+{
+    CopyCurrentLine();
+    ReadLine();
+}
+
+bool CSourceFile::SkipToLineContaining(std::string_view word1, std::string_view word2)
+{
+    while (!LineContains(word1, word2)) {
+        if (endOfInput)
+            return false;
+        PassOver();
+    }
+    return true;
+}
+
+bool CSourceFile::SkipToLine(int number)
+{
+    while (lineNumber < number && !endOfInput)
+        PassOver();
+    return !endOfInput;
+}
+
+bool CSourceFile::SkipToPosition(std::uint64_t position)
+{
+    endOfInput = false;
+    lineNumber = 0;
+    if (!input_ || !input_->Rewind())
+        return false;
+    while (input_->Position() != position) {
+        ReadLine();
+        if (endOfInput)
+            return false;
+        CopyCurrentLine();
+    }
+    ReadLine();
+    return !endOfInput;
+}
+
+void CSourceFile::CopyRest()
+{
+    if (mode != kUpdate && mode != kWrite)
+        return;
+    if (binary) {
+        if (input_)
+            outputFailed |= !input_->CopyFrom(input_->Position(),
+                                              [this](std::string_view block) { WriteRaw(block); });
+        return;
+    }
+    for (;;) {
+        ReadLine();
+        if (endOfInput)
+            break;
+        CopyCurrentLine();
+    }
+    // Whatever followed an end-of-text byte is not text, but it is the user's:
+    // keep it.
+    if (copyThrough && input_ && input_->EndMarker())
+        outputFailed |= !input_->CopyFrom(*input_->EndMarker(),
+                                          [this](std::string_view block) { WriteRaw(block); });
+}
+
+void CSourceFile::CopyCurrentLine()
+{
+    if (copyThrough && (mode == kUpdate || mode == kWrite))
+        WriteRaw(sourceInMemory ? std::string_view(lineBuffer) : std::string_view(rawLine_));
+}
+
+void CSourceFile::WriteAtColumn(std::string_view text, int column)
+{
+    if (column > 0 && column - outputColumn - 1 > 0) {
+        const int blanks = column - outputColumn - 1;
+        WriteText(std::string(static_cast<std::size_t>(blanks), ' '));
+    }
+    WriteText(text);
+}
+
+void CSourceFile::NoteWritten(std::string_view text)
+{
+    std::size_t lastNewline = text.rfind('\n');
+    if (lastNewline != std::string_view::npos)
+        outputColumn = static_cast<int>(text.size() - lastNewline - 1) - 1;
+    else
+        outputColumn += static_cast<int>(text.size());
+}
+
+void CSourceFile::WriteText(std::string_view text)
+{
+    if (mode != kUpdate && mode != kWrite)
+        return;
+    NoteWritten(text);
+    if (sourceInMemory) {
+        std::string converted(text);
+        if (!noConversion)
+            AnsiToOem(converted);
+        outputText += converted;
+        return;
+    }
+    std::string converted;
+    converted.reserve(text.size() + 8);
+    for (char c : text) {
+        if (c == '\n' && crlf)
+            converted += '\r';
+        converted += c;
+    }
+    if (!noConversion)
+        AnsiToOem(converted);
+    outputBuffer_ += converted;
+    if (outputBuffer_.size() >= kBlockSize) {
+        outputFailed |= !output_ || !output_->Write(outputBuffer_.data(), outputBuffer_.size());
+        outputBuffer_.clear();
+    }
+}
+
+void CSourceFile::WriteRaw(std::string_view bytes)
+{
+    if (mode != kUpdate && mode != kWrite)
+        return;
+    NoteWritten(bytes);
+    if (sourceInMemory) {
+        outputText += bytes;
+        return;
+    }
+    outputBuffer_ += bytes;
+    if (outputBuffer_.size() >= kBlockSize) {
+        outputFailed |= !output_ || !output_->Write(outputBuffer_.data(), outputBuffer_.size());
+        outputBuffer_.clear();
+    }
+}
+
+int CSourceFile::ReadByteAt(std::uint64_t offset, std::string* decimalOut)
+{
+    if (!input_)
+        return -1;
+    int byte = input_->ByteAt(offset);
+    if (byte < 0)
+        return -1;
+    const int value = static_cast<signed char>(static_cast<unsigned char>(byte));
+    if (decimalOut)
+        *decimalOut = std::to_string(value);
+    return value;
+}
+
+int CSourceFile::WriteByteAt(std::uint64_t offset, const char* decimalText)
+{
+    if (!output_)
+        return -1;
+    if (!outputBuffer_.empty()) {
+        outputFailed |= !output_->Write(outputBuffer_.data(), outputBuffer_.size());
+        outputBuffer_.clear();
+    }
+    if (!output_->Seek(offset))
+        return -1;
+    if (!decimalText)
+        return -1;
+    // As atoi: leading blanks, a sign, digits; anything else ends the number.
+    errno = 0;
+    long value = std::strtol(decimalText, nullptr, 10);
+    if (errno == ERANGE)
+        value = value < 0 ? INT_MIN : INT_MAX;
+    const unsigned char byte = static_cast<unsigned char>(value & 0xFF);
+    outputFailed |= !output_->Write(&byte, 1);
+    return static_cast<signed char>(byte);
+}
+
+bool CSourceFile::CloseOutput()
+{
+    if (!output_)
+        return !outputFailed;
+    if (!outputBuffer_.empty()) {
+        outputFailed |= !output_->Write(outputBuffer_.data(), outputBuffer_.size());
+        outputBuffer_.clear();
+    }
+    outputFailed |= !output_->Sync();
+    output_.reset();
+    return !outputFailed;
+}
+
+void CSourceFile::CloseInput()
+{
+    if (input_)
+        input_->Close();
+}
+
+void CSourceFile::DiscardTemp()
+{
+    if (!tempFileName.empty()) {
+        output_.reset();
+        CurrentPlatform().Remove(tempFileName);
+        tempFileName.clear();
+    }
+}
+
+bool CopyFile(const std::string& from, const std::string& to)
+{
+    Platform& platform = CurrentPlatform();
+    auto in = platform.Open(from, FileAccess::Read);
+    if (!in)
+        return false;
+    auto out = platform.Create(to);
+    if (!out)
+        return false;
+    std::vector<char> block(kBlockSize);
+    for (;;) {
+        std::ptrdiff_t got = in->Read(block.data(), block.size());
+        if (got < 0)
+            return false;
+        if (got == 0)
+            break;
+        if (!out->Write(block.data(), static_cast<std::size_t>(got)))
+            return false;
+    }
+    return out->Sync();
+}
+
+bool MoveFile(const std::string& from, const std::string& to)
+{
+    Platform& platform = CurrentPlatform();
+    if (platform.Rename(from, to))
+        return true;
+    // Across file systems a rename is not possible: copy, then remove.
+    return CopyFile(from, to) && platform.Remove(from);
+}
+
+bool RemoveFile(const std::string& name) { return CurrentPlatform().Remove(name); }
+
+}  // namespace tolvik

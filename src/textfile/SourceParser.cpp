@@ -1,0 +1,354 @@
+#include "SourceParser.h"
+
+#include <array>
+
+#include "Charset.h"
+#include "Platform.h"
+
+namespace tolvik {
+
+namespace {
+
+constexpr char kSeparator = '\x1a';
+// A message never grows past this; a longer token or list is cut short.
+constexpr std::size_t kMaxMessage = 2047;
+
+constexpr std::array<std::string_view, kAttributeColumns> kColumnNames = {
+    "", "Name", "", "PLA", "ELA", "LN", "Pages", "Cycle", "PRI", "$BUF", "BlkSize",
+    "Def_L", "Def_X", "Def_I", "Def_R"};
+
+// Appends `item` and the separator, shortening `item` so the message stays
+// within its limit.
+void AppendItem(std::string& message, std::string_view item)
+{
+    const std::size_t room = message.size() < kMaxMessage ? kMaxMessage - message.size() : 0;
+    if (room == 0)
+        return;
+    message += item.substr(0, room - 1);
+    message += kSeparator;
+}
+
+bool IsPathSeparator(char c)
+{
+#if defined(_WIN32)
+    return c == '\\' || c == '/' || c == ':';
+#else
+    return c == '\\' || c == '/';
+#endif
+}
+
+// The position of the "." that starts the name's extension, or npos.
+std::size_t ExtensionStart(std::string_view name)
+{
+    std::size_t dot = name.rfind('.');
+    if (dot == std::string_view::npos)
+        return dot;
+    for (std::size_t i = dot + 1; i < name.size(); ++i)
+        if (IsPathSeparator(name[i]))
+            return std::string_view::npos;
+    return dot;
+}
+
+}  // namespace
+
+CSourceParser::CSourceParser(std::string_view source, bool inMemory, int mode_, bool binary_)
+    : CScanner(source, inMemory, mode_, binary_)
+{
+    if (mode == kRead) {
+        ownList_ = std::make_unique<CAttributeList>(kTableCapacity);
+        attributes = ownList_.get();
+    }
+}
+
+std::string_view CSourceParser::ColumnName(int column)
+{
+    return column >= 0 && column < kAttributeColumns ? kColumnNames[column] : std::string_view();
+}
+
+std::string CSourceParser::BackupName(const std::string& fileName)
+{
+    std::size_t dot = ExtensionStart(fileName);
+    return (dot == std::string::npos ? fileName : fileName.substr(0, dot)) + ".BAK";
+}
+
+void CSourceParser::ReportExpected(std::string_view expected)
+{
+    parseOk = false;
+    AppendItem(messageBuffer, expected);
+}
+
+void CSourceParser::ReportFailureLocation()
+{
+    AppendItem(messageBuffer, tokenText);
+    AppendItem(messageBuffer, std::to_string(lineNumber));
+    if (attributes)
+        attributes->RemoveAll();
+}
+
+bool CSourceParser::ExpectEndOfLine(std::string* out, int commentMode)
+{
+    if (out && commentMode == 0)
+        *out = !tokenText.empty() && tokenText[0] == ' ' ? tokenText.substr(1) : tokenText;
+    else if (out && commentMode == 1)
+        *out = " ;" + tokenText + "\n";
+    GetToken();
+    if (AtNewline()) {
+        GetToken();
+        return true;
+    }
+    ReportExpected("NEWLINE");
+    return false;
+}
+
+bool CSourceParser::ExpectSlashWord(std::string& out)
+{
+    if (!(tokenKind == kPunctuator && tokenText == "/")) {
+        ReportExpected("/");
+        return false;
+    }
+    GetToken();
+    if (tokenKind != kWord) {
+        ReportExpected("IDENTIFIER");
+        return false;
+    }
+    out = "/" + tokenText;
+    GetToken();
+    return true;
+}
+
+const std::string* CSourceParser::Cell(int column) const
+{
+    if (!attributes || column < 0)
+        return nullptr;
+    return attributes->GetAttribute(static_cast<int>(currentRow), column);
+}
+
+void CSourceParser::SetCell(int column, std::string_view text)
+{
+    if (!attributes || column < 0)
+        return;
+    const std::uint64_t index = std::uint64_t{attributes->columns} * currentRow + column;
+    if (index <= 0xFFFFFFFFu)
+        attributes->SetAttribute(static_cast<std::uint32_t>(index), std::string(text));
+}
+
+void CSourceParser::StoreAttribute(int column, std::string_view text)
+{
+    if (mode == kRead) {
+        if (column >= 0 && column < kAttributeColumns)
+            SetCell(column, text);
+        return;
+    }
+    if (mode != kUpdate)
+        return;
+    if (column == -1) {
+        WriteAtColumn(text, 0);
+        return;
+    }
+    if (column < 0 || column >= kAttributeColumns)
+        return;
+    const std::string* cell = Cell(column);
+    if (!cell)
+        return;
+    if (*cell == kEmptyCell) {
+        // No new value: the file's own value goes back, in the normal form.
+        attributeEmitted = true;
+        std::string line = "  ";
+        if (!ColumnName(column).empty()) {
+            line += ColumnName(column);
+            line += " = ";
+        }
+        line += text;
+        WriteAtColumn(line, 0);
+        return;
+    }
+    // A new value comes out here only when nothing was written on this line
+    // yet; otherwise FlushRemaining writes it before the closing brace.
+    if (!attributeEmitted && FlushAttribute(column))
+        attributeEmitted = true;
+}
+
+bool CSourceParser::FlushAttribute(int column)
+{
+    if (column < 1 || column >= kAttributeColumns)
+        return false;
+    const std::string* cell = Cell(column);
+    if (!cell || *cell == kDeleteMark || *cell == kEmptyCell)
+        return false;
+    std::string line = "  ";
+    if (!ColumnName(column).empty()) {
+        line += ColumnName(column);
+        line += " = ";
+    }
+    line += *cell;
+    WriteAtColumn(line, 0);
+    SetCell(column, kEmptyCell);
+    return true;
+}
+
+void CSourceParser::FlushRemaining()
+{
+    for (int column = 1; column < kAttributeColumns; ++column) {
+        const std::string* cell = Cell(column);
+        if (!cell || *cell == kDeleteMark || *cell == kEmptyCell)
+            continue;
+        std::string line = "  ";
+        if (!ColumnName(column).empty()) {
+            line += ColumnName(column);
+            line += " = ";
+        }
+        line += *cell;
+        line += '\n';
+        WriteAtColumn(line, 0);
+        SetCell(column, kEmptyCell);
+    }
+}
+
+void CSourceParser::BeginRun(std::unique_ptr<CAttributeList>& list)
+{
+    if (mode != kRead)
+        attributes = list.get();
+}
+
+bool CSourceParser::EndRun(std::unique_ptr<CAttributeList>& list, std::string& errorText)
+{
+    const bool ok = fileOpened && parseOk;
+    if (mode == kRead) {
+        if (ok && ownList_) {
+            if (ownList_->columns > 0)
+                ownList_->rows = ownList_->Count() / ownList_->columns;
+            list = std::move(ownList_);
+        } else {
+            list.reset();
+        }
+    }
+    errorText = messageBuffer;
+    return ok;
+}
+
+void CSourceParser::FailFinish(const std::string& concerned)
+{
+    fileOpened = false;
+    status = kNoAccess;
+    std::string name = concerned;
+    OemToAnsi(name);
+    messageBuffer = name + kSeparator;
+    DiscardTemp();
+}
+
+bool CSourceParser::Finish()
+{
+    CloseInput();
+    const bool written = CloseOutput();
+    if (mode == kRead || sourceInMemory)
+        return fileOpened;
+    if (!fileOpened || !parseOk) {
+        DiscardTemp();  // the source stays exactly as it was
+        return fileOpened;
+    }
+    if (!written) {
+        FailFinish(fileName);
+        return false;
+    }
+
+    Platform& platform = CurrentPlatform();
+    platform.CopyPermissions(fileName, tempFileName);
+    if (keepBackup) {
+        // The backup is a second name for the old file (or a copy of it), made
+        // before the new file takes the name: the name never stands empty.
+        const std::string backup = BackupName(fileName);
+        if (backup != fileName) {
+            if (platform.Exists(backup) && !platform.Remove(backup)) {
+                FailFinish(backup);
+                return false;
+            }
+            if (!platform.HardLink(fileName, backup) && !CopyFile(fileName, backup)) {
+                FailFinish(backup);
+                return false;
+            }
+        }
+    }
+    if (!platform.Rename(tempFileName, fileName)) {
+        // The temporary file is on another file system: copy it next to the
+        // source first, then rename that copy over the source in one step.
+        std::string directory;
+        std::size_t slash = fileName.find_last_of("/\\");
+        if (slash != std::string::npos)
+            directory = fileName.substr(0, slash);
+        std::string sibling;
+        bool moved = false;
+        if (auto out = platform.CreateTemp(directory.empty() ? "." : directory, "TVK", sibling)) {
+            out.reset();
+            moved = CopyFile(tempFileName, sibling) && platform.Rename(sibling, fileName);
+            if (!moved)
+                platform.Remove(sibling);
+        }
+        if (!moved) {
+            FailFinish(fileName);
+            return false;
+        }
+        platform.Remove(tempFileName);
+    }
+    tempFileName.clear();
+    return fileOpened;
+}
+
+std::string RemoveChars(std::string_view text, char c1, char c2)
+{
+    std::string result;
+    result.reserve(text.size());
+    for (char c : text)
+        if (c != c1 && c != c2)
+            result += c;
+    return result;
+}
+
+std::string ReplaceChars(std::string_view text, char replacement, char c1, char c2)
+{
+    std::string result(text);
+    for (char& c : result)
+        if (c == c1 || c == c2)
+            c = replacement;
+    return result;
+}
+
+std::string ToCrLf(std::string_view text)
+{
+    std::string result;
+    result.reserve(text.size() + text.size() / 16);
+    for (char c : text) {
+        if (c == '\n')
+            result += '\r';
+        result += c;
+    }
+    return result;
+}
+
+int CompiledKindOf(std::string_view fileName)
+{
+    std::size_t dot = fileName.rfind('.');
+    if (dot == std::string_view::npos)
+        return 0;
+    std::size_t separator = fileName.find_last_of("\\/");
+    if (separator != std::string_view::npos && separator > dot)
+        return 0;
+    std::string_view extension = fileName.substr(dot);
+    if (EqualsNoCase(extension, ".TSC"))
+        return 7;
+    if (EqualsNoCase(extension, ".DPC"))
+        return 8;
+    if (EqualsNoCase(extension, ".TXC"))
+        return 9;
+    return 0;
+}
+
+bool CompiledKindOf(std::string_view fileName, std::string& out)
+{
+    int kind = CompiledKindOf(fileName);
+    if (kind == 0)
+        return false;
+    out = std::to_string(kind);
+    return true;
+}
+
+}  // namespace tolvik

@@ -1,0 +1,100 @@
+// CSourceParser: the base of every file-kind handler. It joins the source file
+// and the scanner with the table of cells, and supplies what all grammars
+// share: the parse-is-good flag and message buffer, the end-of-line and "/"
+// checks, the column-wise store of attribute values in update mode, and the
+// finishing step that puts a rewritten file in place of the source.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "../api/AttributeList.h"
+#include "Scanner.h"
+
+namespace tolvik {
+
+// Columns of a declaration's attributes.
+inline constexpr int kAttributeColumns = 15;
+
+class CSourceParser : public CScanner {
+public:
+    // Opens the source; in read mode also creates the table that receives the
+    // cells (capacity 100000).
+    CSourceParser(std::string_view source, bool sourceInMemory, int mode, bool binary);
+
+    // Runs the handler. Read mode: on success `list` receives the new table.
+    // Update and write mode: `list` is the caller's table, which the run reads
+    // (and may change). `errorText` always receives the message buffer.
+    // True when the file was opened and everything succeeded.
+    virtual bool Run(std::unique_ptr<CAttributeList>& list, std::string& errorText) = 0;
+
+    // The name a column's value is written under ("" for none).
+    static std::string_view ColumnName(int column);
+    // The name of the backup kept for `fileName` (its extension replaced by
+    // ".BAK").
+    static std::string BackupName(const std::string& fileName);
+
+    // Records a failed expectation: `expected` is the list of what would have
+    // been accepted.
+    void ReportExpected(std::string_view expected);
+    // Ends the message of a failed run with the current token and line number,
+    // and empties the table.
+    void ReportFailureLocation();
+
+    // The current token is a Comment. Mode 0: `out` receives its text less one
+    // leading blank; mode 1: " ;" + text + "\n"; otherwise it is dropped. Then
+    // a line end must follow; the token after it becomes current.
+    bool ExpectEndOfLine(std::string* out, int commentMode);
+    // "/" followed by a word: `out` receives "/" + word; the token after it
+    // becomes current.
+    bool ExpectSlashWord(std::string& out);
+
+    // Read mode: puts `text` into `column` of the current row. Update mode:
+    // writes the attribute back (column -1: `text` as it stands), from the file
+    // or from the table as the cell asks.
+    void StoreAttribute(int column, std::string_view text);
+    // Writes the table's new value of `column` (not for 0x08 or an empty cell)
+    // and marks the cell as written. True when something was written.
+    bool FlushAttribute(int column);
+    // Writes every new value not written yet, one line each.
+    void FlushRemaining();
+    // Ends an update or write run: on success the rewritten text replaces the
+    // source (the old file kept as ".BAK" when keepBackup is set); on failure
+    // the source stays as it was and the temporary file is removed.
+    bool Finish();
+
+    CAttributeList* attributes = nullptr;
+    bool parseOk = true;
+    int declarationKind = 0;
+    bool attributeEmitted = false;
+    // The row that StoreAttribute and the flush operations work on.
+    std::uint32_t currentRow = 0;
+
+protected:
+    // Takes the caller's table in update and write mode.
+    void BeginRun(std::unique_ptr<CAttributeList>& list);
+    // Hands the table out in read mode on success, copies the message buffer
+    // and returns the run's result.
+    bool EndRun(std::unique_ptr<CAttributeList>& list, std::string& errorText);
+    // The cell of `column` in the current row, or null.
+    const std::string* Cell(int column) const;
+    void SetCell(int column, std::string_view text);
+
+private:
+    void FailFinish(const std::string& concerned);
+    std::unique_ptr<CAttributeList> ownList_;
+};
+
+// Shared string operations.
+std::string RemoveChars(std::string_view text, char c1, char c2);
+std::string ReplaceChars(std::string_view text, char replacement, char c1, char c2);
+// A '\r' before every '\n'.
+std::string ToCrLf(std::string_view text);
+// 7, 8 or 9 for a compiled task, data or text module (".TSC", ".DPC", ".TXC",
+// case ignored), else 0.
+int CompiledKindOf(std::string_view fileName);
+// The same as decimal text in `out`; true for a compiled module.
+bool CompiledKindOf(std::string_view fileName, std::string& out);
+
+}  // namespace tolvik
