@@ -383,9 +383,13 @@ void CSourceFile::CopyRest()
             break;
         CopyCurrentLine();
     }
+}
+
+void CSourceFile::CopyTailAfterEndOfText()
+{
     // Whatever followed an end-of-text byte is not text, but it is the user's:
-    // keep it.
-    if (copyThrough && input_ && input_->EndMarker())
+    // it follows the rewritten text unchanged.
+    if ((mode == kUpdate || mode == kWrite) && !binary && input_ && input_->EndMarker())
         outputFailed |= !input_->CopyFrom(*input_->EndMarker(),
                                           [this](std::string_view block) { WriteRaw(block); });
 }

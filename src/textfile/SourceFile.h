@@ -106,6 +106,9 @@ protected:
     void WriteText(std::string_view text);
     // Writes bytes exactly as given.
     void WriteRaw(std::string_view bytes);
+    // In update and write mode, appends what followed an end-of-text byte of
+    // the source, if the input ended at one.
+    void CopyTailAfterEndOfText();
     // Ends the output. False when anything could not be written or synced.
     bool CloseOutput();
     void CloseInput();

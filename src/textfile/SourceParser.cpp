@@ -238,6 +238,8 @@ void CSourceParser::FailFinish(const std::string& concerned)
 
 bool CSourceParser::Finish()
 {
+    if (fileOpened && parseOk)
+        CopyTailAfterEndOfText();
     CloseInput();
     const bool written = CloseOutput();
     if (mode == kRead || sourceInMemory)

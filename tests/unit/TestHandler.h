@@ -52,20 +52,24 @@ private:
         }
     }
 
+    // Line by line: a line whose first word has a new text in the table is
+    // replaced by it; every other line is copied as it stands.
     void Rewrite()
     {
         std::uint32_t row = 0;
         while (!endOfInput) {
-            GetToken();
-            if (tokenKind == kWord && row < attributes->rows) {
-                const std::string& cell = *attributes->GetAttribute(static_cast<int>(row++), 0);
-                if (cell != kEmptyCell) {
-                    WriteAtColumn(cell + "\n", 0);
-                    ReadLine();
-                    continue;
-                }
-            }
-            CopyCurrentLine();
+            std::size_t start = lineBuffer.find_first_not_of(" \t");
+            bool hasWord = start != std::string::npos && lineBuffer[start] != '\n' &&
+                           lineBuffer[start] != '\r' && ClassOf(lineBuffer[start]) == kWordChar;
+            const std::string* cell =
+                hasWord && row < attributes->rows ? attributes->GetAttribute(static_cast<int>(row), 0)
+                                                  : nullptr;
+            if (hasWord)
+                ++row;
+            if (cell && *cell != kEmptyCell)
+                WriteAtColumn(*cell + "\n", 0);
+            else
+                CopyCurrentLine();
             ReadLine();
         }
     }

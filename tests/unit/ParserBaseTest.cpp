@@ -1,0 +1,483 @@
+#include "textfile/SourceParser.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/file.h>
+#include <sys/wait.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "TestHandler.h"
+#include "TestSupport.h"
+#include "api/ExportFrame.h"
+#include "textfile/Charset.h"
+#include "textfile/Platform.h"
+
+using namespace tolvik;
+using namespace std::string_literals;
+using tolvik::test::CWordListParser;
+using tolvik::test::TempDir;
+
+namespace {
+
+// Reads `source` with the word-list handler.
+std::unique_ptr<CAttributeList> ReadWords(const std::string& source, bool inMemory, bool* ok,
+                                          std::string* message)
+{
+    CWordListParser parser(source, inMemory, kRead);
+    std::unique_ptr<CAttributeList> list;
+    *ok = parser.Run(list, *message);
+    return list;
+}
+
+// Runs an update of `name` with a one-column table of `cells`.
+bool UpdateWords(const std::string& name, const std::vector<std::string>& cells,
+                 std::string* message = nullptr, int* status = nullptr)
+{
+    auto list = std::make_unique<CAttributeList>();
+    list->columns = 1;
+    for (const std::string& cell : cells)
+        list->AddAttribute(cell);
+    list->rows = static_cast<std::uint32_t>(cells.size());
+    CWordListParser parser(name, false, kUpdate);
+    std::string ignored;
+    bool ok = parser.Run(list, message ? *message : ignored);
+    if (status)
+        *status = parser.status;
+    return ok;
+}
+
+TEST(ParserBase, FailedRunReportsExpectationTokenAndLine)
+{
+    TempDir dir;
+    const std::string name = dir.Write("bad.txt", "a\nb\nc\nd\ne\nf\nFAIL = x\n");
+    bool ok = true;
+    std::string message;
+    auto list = ReadWords(name, false, &ok, &message);
+    EXPECT_FALSE(ok);
+    EXPECT_EQ(list, nullptr);
+    EXPECT_EQ(message, name + "\x1aIDENTIFIER\x1a=\x1a" "7\x1a");
+}
+
+TEST(ParserBase, InMemoryMessageStartsWithSeparatorOnly)
+{
+    bool ok = true;
+    std::string message;
+    ReadWords("x\nFAIL\n", true, &ok, &message);
+    EXPECT_FALSE(ok);
+    EXPECT_EQ(message, "\x1aIDENTIFIER\x1a\n\x1a" "3\x1a");
+}
+
+TEST(ParserBase, SuccessfulReadHandsOverTheTable)
+{
+    bool ok = false;
+    std::string message;
+    auto list = ReadWords("one two\n; comment\nthree", true, &ok, &message);
+    ASSERT_TRUE(ok);
+    ASSERT_NE(list, nullptr);
+    EXPECT_EQ(list->rows, 3u);
+    EXPECT_EQ(*list->GetAttribute(2, 0), "three");
+}
+
+// An attribute handler in update mode over an in-memory source.
+class AttributeParser : public CSourceParser {
+public:
+    explicit AttributeParser(CAttributeList& table) : CSourceParser("x\n", true, kUpdate, false)
+    {
+        attributes = &table;
+    }
+    bool Run(std::unique_ptr<CAttributeList>&, std::string&) override { return true; }
+};
+
+class AttributeStore : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        table.columns = kAttributeColumns;
+        table.AddAttributes(kAttributeColumns, nullptr);
+        table.rows = 1;
+    }
+    void Set(int column, const char* text) { table.SetAttribute(column, text); }
+    CAttributeList table;
+};
+
+TEST_F(AttributeStore, EmptyCellKeepsTheFilesValue)
+{
+    AttributeParser parser(table);
+    parser.StoreAttribute(8, "3");
+    EXPECT_EQ(parser.outputText, "  PRI = 3");
+    EXPECT_TRUE(parser.attributeEmitted);
+}
+
+TEST_F(AttributeStore, NewValueIsWrittenOnceThenMarkedWritten)
+{
+    Set(6, "4");
+    AttributeParser parser(table);
+    parser.StoreAttribute(6, "2");
+    EXPECT_EQ(parser.outputText, "  Pages = 4");
+    EXPECT_EQ(*table.GetAttribute(0, 6), kEmptyCell);
+    parser.FlushRemaining();
+    EXPECT_EQ(parser.outputText, "  Pages = 4");
+}
+
+TEST_F(AttributeStore, DeleteMarkDropsTheAttribute)
+{
+    Set(5, kDeleteMark);
+    AttributeParser parser(table);
+    parser.StoreAttribute(5, "100");
+    parser.FlushRemaining();
+    EXPECT_EQ(parser.outputText, "");
+}
+
+TEST_F(AttributeStore, SecondNewValueOnALineWaitsForFlushRemaining)
+{
+    Set(3, "10");
+    Set(4, "20");
+    Set(2, "/FAST");
+    AttributeParser parser(table);
+    parser.StoreAttribute(3, "1");
+    parser.StoreAttribute(4, "2");
+    EXPECT_EQ(parser.outputText, "  PLA = 10");
+    parser.StoreAttribute(-1, "\n");
+    parser.FlushRemaining();
+    EXPECT_EQ(parser.outputText, "  PLA = 10\n  /FAST\n  ELA = 20\n");
+}
+
+TEST_F(AttributeStore, ColumnsOutsideTheTableAreIgnored)
+{
+    AttributeParser parser(table);
+    parser.StoreAttribute(15, "x");
+    parser.StoreAttribute(-2, "x");
+    EXPECT_FALSE(parser.FlushAttribute(0));
+    EXPECT_EQ(parser.outputText, "");
+}
+
+TEST(ParserBase, ExpectEndOfLineAndSlashWord)
+{
+    struct Probe : CSourceParser {
+        Probe(const char* text) : CSourceParser(text, true, kRead, false)
+        {
+            SetClass("/", kPunctuatorChar);
+            SetClass(";", kCommentChar);
+        }
+        bool Run(std::unique_ptr<CAttributeList>&, std::string&) override { return true; }
+    };
+    Probe good("/FAST ; note\nNEXT");
+    std::string option, comment;
+    good.GetToken();
+    EXPECT_TRUE(good.ExpectSlashWord(option));
+    EXPECT_EQ(option, "/FAST");
+    EXPECT_TRUE(good.ExpectEndOfLine(&comment, 0));
+    EXPECT_EQ(comment, "note");
+    EXPECT_EQ(good.tokenText, "NEXT");  // the next line's first token is current
+
+    Probe rebuilt("; note\n");
+    rebuilt.GetToken();
+    EXPECT_TRUE(rebuilt.ExpectEndOfLine(&comment, 1));
+    EXPECT_EQ(comment, " ; note\n");
+
+    Probe bad("/ / ;c");
+    bad.GetToken();
+    EXPECT_FALSE(bad.ExpectSlashWord(option));
+    bad.GetToken();
+    EXPECT_FALSE(bad.ExpectEndOfLine(&comment, 2));
+    EXPECT_EQ(bad.messageBuffer, "\x1aIDENTIFIER\x1aNEWLINE\x1a");
+    EXPECT_FALSE(bad.parseOk);
+}
+
+TEST(ParserBase, UpdateCopiesThroughByteForByte)
+{
+    SetCodePages(850, 1252);
+    TempDir dir;
+    // CR LF line ends, OEM bytes in the first and later lines, tabs, a lone CR,
+    // a last line without line end, and bytes after an end-of-text byte.
+    const std::string content =
+        "\x81 first\tline\r\n\tsecond \x94\r\n\r\nlone\rcr\r\nlast\x1a\x00tail"s;
+    const std::string name = dir.Write("copy.txt", content);
+    EXPECT_TRUE(UpdateWords(name, {}));
+    EXPECT_EQ(dir.Read("copy.txt"), content);
+    EXPECT_EQ(dir.Read("copy.BAK"), content);
+    SetCodePages(0, 0);
+}
+
+TEST(ParserBase, RewrittenLinesFollowTheSourceLineEnds)
+{
+    TempDir dir;
+    const std::string crlf = dir.Write("crlf.txt", "a\r\nb\r\nc\r\n");
+    const std::string lf = dir.Write("lf.txt", "a\nb\nc\n");
+    EXPECT_TRUE(UpdateWords(crlf, {"\x1a", "B"}));
+    EXPECT_TRUE(UpdateWords(lf, {"\x1a", "B"}));
+    EXPECT_EQ(dir.Read("crlf.txt"), "a\r\nB\r\nc\r\n");
+    EXPECT_EQ(dir.Read("lf.txt"), "a\nB\nc\n");
+}
+
+struct BackupCase {
+    const char* name;
+    const char* backup;
+};
+class BackupNames : public ::testing::TestWithParam<BackupCase> {};
+TEST_P(BackupNames, ReplaceTheExtension)
+{
+    EXPECT_EQ(CSourceParser::BackupName(GetParam().name), GetParam().backup);
+}
+INSTANTIATE_TEST_SUITE_P(Cases, BackupNames,
+                         ::testing::Values(BackupCase{"MAIN.SRC", "MAIN.BAK"},
+                                           BackupCase{"MODEL", "MODEL.BAK"},
+                                           BackupCase{"sub.d/MODEL", "sub.d/MODEL.BAK"},
+                                           BackupCase{"C:\\p.q\\X.tse", "C:\\p.q\\X.BAK"},
+                                           BackupCase{"a.b.c", "a.b.BAK"}));
+
+TEST(ParserBase, FinishWithoutBackupLeavesNoBakFile)
+{
+    TempDir dir;
+    const std::string name = dir.Write("M.MDL", "x\ny\n");
+    CWordListParser parser(name, false, kUpdate);
+    parser.keepBackup = false;
+    auto list = std::make_unique<CAttributeList>();
+    list->columns = 1;
+    std::string message;
+    EXPECT_TRUE(parser.Run(list, message));
+    EXPECT_EQ(dir.Files(), std::vector<std::string>{"M.MDL"});
+}
+
+TEST(ParserBase, ExistingBackupIsReplaced)
+{
+    TempDir dir;
+    const std::string name = dir.Write("M.MDL", "new\n");
+    dir.Write("M.BAK", "very old\n");
+    EXPECT_TRUE(UpdateWords(name, {"newer"}));
+    EXPECT_EQ(dir.Read("M.MDL"), "newer\n");
+    EXPECT_EQ(dir.Read("M.BAK"), "new\n");
+}
+
+// Fails chosen operations of the native platform.
+class FaultyPlatform : public Platform {
+public:
+    bool failRename = false, failWrite = false, failLink = false;
+    Platform& native = NativePlatform();
+
+    bool Exists(const std::string& n) override { return native.Exists(n); }
+    std::unique_ptr<PlatformFile> Open(const std::string& n, FileAccess a) override
+    {
+        return native.Open(n, a);
+    }
+    std::unique_ptr<PlatformFile> Create(const std::string& n) override { return native.Create(n); }
+    std::unique_ptr<PlatformFile> CreateTemp(const std::string& d, const std::string& p,
+                                             std::string& n) override
+    {
+        auto file = native.CreateTemp(d, p, n);
+        if (file && failWrite)
+            return std::make_unique<BrokenFile>();  // the real temp file stays empty
+        return file;
+    }
+    bool Rename(const std::string& f, const std::string& t) override
+    {
+        return !failRename && native.Rename(f, t);
+    }
+    bool HardLink(const std::string& e, const std::string& l) override
+    {
+        return !failLink && native.HardLink(e, l);
+    }
+    bool Remove(const std::string& n) override { return native.Remove(n); }
+    void CopyPermissions(const std::string& m, const std::string& t) override
+    {
+        native.CopyPermissions(m, t);
+    }
+    void OemToAnsi(std::string& t) override { native.OemToAnsi(t); }
+    void AnsiToOem(std::string& t) override { native.AnsiToOem(t); }
+    void ShowMessage(const char* t, const char* c, std::uint32_t s) override
+    {
+        native.ShowMessage(t, c, s);
+    }
+
+private:
+    struct BrokenFile : PlatformFile {
+        std::ptrdiff_t Read(void*, std::size_t) override { return -1; }
+        bool Write(const void*, std::size_t) override { return false; }
+        bool Seek(std::uint64_t) override { return false; }
+        bool Sync() override { return false; }
+    };
+};
+
+class Faults : public ::testing::Test {
+protected:
+    void SetUp() override { previous = SetPlatform(&faulty); }
+    void TearDown() override { SetPlatform(previous == &NativePlatform() ? nullptr : previous); }
+    FaultyPlatform faulty;
+    Platform* previous = nullptr;
+};
+
+TEST_F(Faults, FailedRenameKeepsSourceAndReportsItsName)
+{
+    TempDir dir;
+    const std::string name = dir.Write("M.MDL", "old\n");
+    faulty.failRename = true;
+    std::string message;
+    int status = 0;
+    EXPECT_FALSE(UpdateWords(name, {"new"}, &message, &status));
+    EXPECT_EQ(status, kNoAccess);
+    EXPECT_EQ(message, name + "\x1a");
+    EXPECT_EQ(dir.Read("M.MDL"), "old\n");
+    for (const std::string& file : dir.Files())
+        EXPECT_EQ(file.rfind("TVK", 0), std::string::npos) << file;
+}
+
+TEST_F(Faults, FailedWriteKeepsSourceAndLeavesNoTemporaryFile)
+{
+    TempDir dir;
+    const std::string name = dir.Write("M.MDL", "old\n");
+    faulty.failWrite = true;
+    int status = 0;
+    EXPECT_FALSE(UpdateWords(name, {"new"}, nullptr, &status));
+    EXPECT_EQ(status, kNoAccess);
+    EXPECT_EQ(dir.Files(), std::vector<std::string>{"M.MDL"});
+    EXPECT_EQ(dir.Read("M.MDL"), "old\n");
+}
+
+TEST_F(Faults, BackupFallsBackToACopyWithoutLinks)
+{
+    TempDir dir;
+    const std::string name = dir.Write("M.MDL", "old\n");
+    faulty.failLink = true;
+    EXPECT_TRUE(UpdateWords(name, {"new"}));
+    EXPECT_EQ(dir.Read("M.BAK"), "old\n");
+    EXPECT_EQ(dir.Read("M.MDL"), "new\n");
+}
+
+TEST(ParserBase, FailedParseLeavesSourceAndBackupUntouched)
+{
+    TempDir dir;
+    const std::string name = dir.Write("M.MDL", "a\nFAIL =\n");
+    dir.Write("M.BAK", "backup\n");
+    struct Failing : CWordListParser {
+        using CWordListParser::CWordListParser;
+        bool Run(std::unique_ptr<CAttributeList>& list, std::string& text) override
+        {
+            BeginRun(list);
+            ReportExpected("IDENTIFIER");
+            ReportFailureLocation();
+            Finish();
+            return EndRun(list, text);
+        }
+    };
+    Failing parser(name, false, kUpdate);
+    auto list = std::make_unique<CAttributeList>();
+    std::string message;
+    EXPECT_FALSE(parser.Run(list, message));
+    EXPECT_EQ(dir.Files(), (std::vector<std::string>{"M.BAK", "M.MDL"}));
+    EXPECT_EQ(dir.Read("M.MDL"), "a\nFAIL =\n");
+    EXPECT_EQ(dir.Read("M.BAK"), "backup\n");
+}
+
+// Holds a lock on `name` from a child process while `body` runs.
+template <class Body>
+void WithLockHeldByChild(const std::string& name, bool exclusive, Body body)
+{
+    int ready[2];
+    int release[2];
+    ASSERT_EQ(pipe(ready), 0);
+    ASSERT_EQ(pipe(release), 0);
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        int fd = open(name.c_str(), exclusive ? O_RDWR : O_RDONLY);
+        struct flock lock = {};
+        lock.l_type = exclusive ? F_WRLCK : F_RDLCK;
+        lock.l_whence = SEEK_SET;
+        int locked = fd >= 0 && fcntl(fd, F_OFD_SETLK, &lock) == 0;
+        char c = locked ? 'y' : 'n';
+        (void)!write(ready[1], &c, 1);
+        (void)!read(release[0], &c, 1);
+        _exit(0);
+    }
+    char c = 0;
+    ASSERT_EQ(read(ready[0], &c, 1), 1);
+    ASSERT_EQ(c, 'y');
+    body();
+    (void)!write(release[1], "x", 1);
+    int status = 0;
+    waitpid(child, &status, 0);
+    for (int fd : {ready[0], ready[1], release[0], release[1]})
+        close(fd);
+}
+
+TEST(Sharing, AFileLockedByAnotherProcessIsNotAccessible)
+{
+    TempDir dir;
+    const std::string name = dir.Write("M.MDL", "x\n");
+    WithLockHeldByChild(name, false, [&] {
+        // Readers share; an update needs the file to itself.
+        EXPECT_EQ(CWordListParser(name, false, kRead).status, kOpened);
+        EXPECT_EQ(CWordListParser(name, false, kUpdate).status, kNoAccess);
+    });
+    WithLockHeldByChild(name, true, [&] {
+        EXPECT_EQ(CWordListParser(name, false, kRead).status, kNoAccess);
+    });
+    EXPECT_EQ(dir.Files(), std::vector<std::string>{"M.MDL"});
+}
+
+TEST(Sharing, ReadOnlyFileCannotBeUpdated)
+{
+    if (geteuid() == 0)
+        GTEST_SKIP() << "root may write any file";
+    TempDir dir;
+    const std::string name = dir.Write("R.MDL", "x\n");
+    chmod(name.c_str(), 0444);
+    EXPECT_EQ(CWordListParser(name, false, kRead).status, kOpened);
+    EXPECT_EQ(CWordListParser(name, false, kUpdate).status, kNoAccess);
+}
+
+TEST(ExportFrameTest, RecordsForMissingLockedAndBadFiles)
+{
+    TempDir dir;
+    HandlerFactory make = [](const std::string& file, int mode) {
+        return std::make_unique<CWordListParser>(file, false, mode);
+    };
+    char err[4096];
+    std::uint32_t handle = 77;
+    std::uint16_t rows = 9, cols = 9;
+    EXPECT_EQ(OpenFrame("absent.txt", &handle, &rows, &cols, err, make), 0);
+    EXPECT_STREQ(err, "4\x1a" "absent.txt\x1a\x1a\x1a\x1a");
+    EXPECT_EQ(handle, 0u);
+    EXPECT_EQ(rows + cols, 0);
+
+    const std::string bad = dir.Write("bad.txt", "FAIL /\n");
+    EXPECT_EQ(OpenFrame(bad.c_str(), &handle, &rows, &cols, err, make), 0);
+    EXPECT_EQ(std::string(err), "2\x1a" + bad + "\x1aIDENTIFIER\x1a/\x1a" "1\x1a\x1a\x1a\x1a\x1a");
+
+    const std::string good = dir.Write("good.txt", "a b\nc\n");
+    EXPECT_EQ(OpenFrame(good.c_str(), &handle, &rows, &cols, err, make), -1);
+    EXPECT_STREQ(err, "0\x1a\x1a\x1a\x1a\x1a");
+    EXPECT_NE(handle, 0u);
+    EXPECT_EQ(rows, 3);
+    EXPECT_EQ(cols, 1);
+
+    WithLockHeldByChild(good, false, [&] {
+        std::uint32_t copy = handle;
+        EXPECT_EQ(CloseFrame(good.c_str(), &copy, err, kUpdate, make), 0);
+        EXPECT_STREQ(err, ("3\x1a" + good + "\x1a\x1a\x1a\x1a").c_str());
+        EXPECT_EQ(copy, 0u);  // consumed even though nothing was written
+    });
+    // The handle is gone: a second close is refused, a null one succeeds.
+    EXPECT_EQ(CloseFrame(good.c_str(), &handle, err, kUpdate, make), 0);
+    EXPECT_EQ(CloseFrame(good.c_str(), &handle, err, kUpdate, make), -1);
+    EXPECT_STREQ(err, "0\x1a\x1a\x1a\x1a\x1a");
+    EXPECT_EQ(dir.Read("good.txt"), "a b\nc\n");
+}
+
+TEST(StringOps, SharedHelpers)
+{
+    EXPECT_EQ(RemoveChars("a\"b'c\"", '"', '\''), "abc");
+    EXPECT_EQ(ReplaceChars("a\tb\rc", ' ', '\t', '\r'), "a b c");
+    EXPECT_EQ(ToCrLf("a\nb\n"), "a\r\nb\r\n");
+    std::string kind;
+    EXPECT_TRUE(CompiledKindOf("C:\\P\\MAIN.tsc", kind));
+    EXPECT_EQ(kind, "7");
+    EXPECT_EQ(CompiledKindOf("x.DpC"), 8);
+    EXPECT_EQ(CompiledKindOf("x.TXC"), 9);
+    EXPECT_EQ(CompiledKindOf("x.tse"), 0);
+    EXPECT_EQ(CompiledKindOf("dir.TSC\\MAIN"), 0);
+    EXPECT_FALSE(CompiledKindOf("noext", kind));
+}
+
+}  // namespace
