@@ -34,12 +34,13 @@ fi
 build() {
     local dir=$1 toolchain=$2
     shift 2
+    mkdir -p "$dir"
     cmake -S . -B "$dir" -G Ninja -DCMAKE_TOOLCHAIN_FILE="cmake/$toolchain" \
-        -DCMAKE_BUILD_TYPE=RelWithDebInfo >"$dir.configure.log" 2>&1 ||
-        { cat "$dir.configure.log"; fail "configure $dir"; }
-    ninja -C "$dir" "$@" >"$dir.build.log" 2>&1 || { cat "$dir.build.log"; fail "build $dir"; }
-    if grep -qi 'warning' "$dir.build.log"; then
-        cat "$dir.build.log"
+        -DCMAKE_BUILD_TYPE=RelWithDebInfo >"$dir/configure.log" 2>&1 ||
+        { cat "$dir/configure.log"; fail "configure $dir"; }
+    ninja -C "$dir" "$@" >"$dir/build.log" 2>&1 || { cat "$dir/build.log"; fail "build $dir"; }
+    if grep -qi 'warning' "$dir/build.log"; then
+        cat "$dir/build.log"
         fail "warnings in $dir"
     fi
     echo "built: $*"

@@ -14,7 +14,8 @@
 namespace tolvik {
 
 // Builds the kind's handler for `file` in `mode` (1 read, 2 update, 3 write).
-using HandlerFactory = std::function<std::unique_ptr<CSourceParser>(const std::string& file, int mode)>;
+using HandlerFactory =
+    std::function<std::unique_ptr<CSourceParser>(const std::string& file, int mode)>;
 
 struct FrameOptions {
     // Program-header exports report a file of the wrong kind as "5".

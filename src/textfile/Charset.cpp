@@ -93,10 +93,19 @@ bool SetCodePages(std::uint32_t oem, std::uint32_t ansi)
     return true;
 }
 
-void OemToAnsi(std::string& text) { Convert(text, true); }
-void AnsiToOem(std::string& text) { Convert(text, false); }
+void OemToAnsi(std::string& text)
+{
+    Convert(text, true);
+}
+void AnsiToOem(std::string& text)
+{
+    Convert(text, false);
+}
 
-char UpperChar(char c) { return kUpper[static_cast<unsigned char>(c)]; }
+char UpperChar(char c)
+{
+    return kUpper[static_cast<unsigned char>(c)];
+}
 
 void MakeUpper(std::string& text)
 {

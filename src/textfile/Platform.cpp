@@ -30,6 +30,9 @@ void ShowMessage(const char* text, const char* caption, std::uint32_t style)
     CurrentPlatform().ShowMessage(text, caption, style);
 }
 
-void SetMessageHook(MessageHook hook) { g_messageHook.store(hook); }
+void SetMessageHook(MessageHook hook)
+{
+    g_messageHook.store(hook);
+}
 
 }  // namespace tolvik

@@ -5,13 +5,13 @@
 
 #include "Platform.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace tolvik {
 
@@ -109,8 +109,9 @@ public:
             unsigned value = (seed + counter.fetch_add(1) * 2654435761u) & 0xFFFFFFu;
             char number[16];
             std::snprintf(number, sizeof number, "%06X", value);
-            std::string candidate =
-                (dir.empty() || dir == ".") ? prefix + number + ".TMP" : dir + "/" + prefix + number + ".TMP";
+            std::string candidate = (dir.empty() || dir == ".")
+                                        ? prefix + number + ".TMP"
+                                        : dir + "/" + prefix + number + ".TMP";
             // O_EXCL refuses any existing name, a planted link included.
             int fd = ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
             if (fd >= 0) {

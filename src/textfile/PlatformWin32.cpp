@@ -4,9 +4,9 @@
 
 #include "Platform.h"
 
+#include <windows.h>
 #include <atomic>
 #include <cstdio>
-#include <windows.h>
 
 // <windows.h> maps these names to the Win32 functions OemToCharA and CharToOemA;
 // here they are the Platform methods.
@@ -101,8 +101,9 @@ public:
             unsigned value = (seed + counter.fetch_add(1) * 2654435761u) & 0xFFFFFFu;
             char number[16];
             std::snprintf(number, sizeof number, "%06X", value);
-            std::string candidate =
-                (dir.empty() || dir == ".") ? prefix + number + ".TMP" : dir + "\\" + prefix + number + ".TMP";
+            std::string candidate = (dir.empty() || dir == ".")
+                                        ? prefix + number + ".TMP"
+                                        : dir + "\\" + prefix + number + ".TMP";
             HANDLE handle = ::CreateFileA(candidate.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
                                           FILE_ATTRIBUTE_NORMAL, nullptr);
             if (handle != INVALID_HANDLE_VALUE) {
@@ -117,9 +118,9 @@ public:
 
     bool Rename(const std::string& from, const std::string& to) override
     {
-        return ::MoveFileExA(from.c_str(), to.c_str(),
-                             MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED |
-                                 MOVEFILE_WRITE_THROUGH) != 0;
+        return ::MoveFileExA(
+                   from.c_str(), to.c_str(),
+                   MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED | MOVEFILE_WRITE_THROUGH) != 0;
     }
 
     bool HardLink(const std::string& existing, const std::string& link) override
@@ -133,9 +134,9 @@ public:
     {
         DWORD attributes = ::GetFileAttributesA(model.c_str());
         if (attributes != INVALID_FILE_ATTRIBUTES)
-            ::SetFileAttributesA(target.c_str(), attributes & (FILE_ATTRIBUTE_READONLY |
-                                                               FILE_ATTRIBUTE_HIDDEN |
-                                                               FILE_ATTRIBUTE_ARCHIVE));
+            ::SetFileAttributesA(target.c_str(),
+                                 attributes & (FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN |
+                                               FILE_ATTRIBUTE_ARCHIVE));
     }
 
     void OemToAnsi(std::string& text) override

@@ -91,7 +91,8 @@ void CScanner::ScanDelimited(char stop1, char stop2)
     std::string value;
     for (;;) {
         char c = CurrentChar();
-        if (c == stop1 || c == stop2 || c == '\0' || value.size() >= static_cast<std::size_t>(kMaxToken))
+        if (c == stop1 || c == stop2 || c == '\0' ||
+            value.size() >= static_cast<std::size_t>(kMaxToken))
             break;
         value += GetChar();
     }

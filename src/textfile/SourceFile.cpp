@@ -139,7 +139,8 @@ private:
     int Peek()
     {
         if (inMemory_)
-            return memoryPos_ < memory_.size() ? static_cast<unsigned char>(memory_[memoryPos_]) : -1;
+            return memoryPos_ < memory_.size() ? static_cast<unsigned char>(memory_[memoryPos_])
+                                               : -1;
         if (blockPos_ >= block_.size() && !Fill())
             return -1;
         return static_cast<unsigned char>(block_[blockPos_]);
@@ -556,6 +557,9 @@ bool MoveFile(const std::string& from, const std::string& to)
     return CopyFile(from, to) && platform.Remove(from);
 }
 
-bool RemoveFile(const std::string& name) { return CurrentPlatform().Remove(name); }
+bool RemoveFile(const std::string& name)
+{
+    return CurrentPlatform().Remove(name);
+}
 
 }  // namespace tolvik

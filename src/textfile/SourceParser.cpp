@@ -14,8 +14,8 @@ constexpr char kSeparator = '\x1a';
 constexpr std::size_t kMaxMessage = 2047;
 
 constexpr std::array<std::string_view, kAttributeColumns> kColumnNames = {
-    "", "Name", "", "PLA", "ELA", "LN", "Pages", "Cycle", "PRI", "$BUF", "BlkSize",
-    "Def_L", "Def_X", "Def_I", "Def_R"};
+    "",    "Name", "",        "PLA",   "ELA",   "LN",    "Pages", "Cycle",
+    "PRI", "$BUF", "BlkSize", "Def_L", "Def_X", "Def_I", "Def_R"};
 
 // Appends `item` and the separator, shortening `item` so the message stays
 // within its limit.

@@ -62,7 +62,8 @@ TEST_F(TableExports, IdentificationBytes)
     std::memset(info, 0xEE, sizeof info);
     EXPECT_EQ(TolvikDLLIDRequest(name, info), -1);
     EXPECT_STREQ(name, "Tolvik File Management Library");
-    const uint8_t expected[16] = {0xEE, 0xEE, 0xEE, 0xEE, 1, 0, 1, 10, 0, 0, 0, 1, 0, 0xEE, 0xEE, 0xEE};
+    const uint8_t expected[16] = {0xEE, 0xEE, 0xEE, 0xEE, 1, 0,    1,    10,
+                                  0,    0,    0,    1,    0, 0xEE, 0xEE, 0xEE};
     EXPECT_EQ(std::memcmp(info, expected, sizeof expected), 0);
 }
 
@@ -72,7 +73,10 @@ TEST_F(TableExports, NewTableIsEmptyCellsReadAsDots)
     EXPECT_EQ(Get(1, 2), std::make_pair(0, std::string("...")));
     EXPECT_EQ(Set(1, 2, "Pump1"), -1);
     EXPECT_EQ(Get(1, 2), std::make_pair(-1, std::string("Pump1")));
-    EXPECT_EQ(Set(1, 2, ".."".") , -1);
+    EXPECT_EQ(Set(1, 2,
+                  ".."
+                  "."),
+              -1);
     EXPECT_EQ(Get(1, 2), std::make_pair(0, std::string("...")));
     EXPECT_EQ(Set(0, 0, ""), -1);  // the empty string is a value, not an empty cell
     EXPECT_EQ(Get(0, 0), std::make_pair(-1, std::string("")));
@@ -115,11 +119,11 @@ INSTANTIATE_TEST_SUITE_P(Cells, TableBounds,
 TEST_F(TableExports, SetOnRowPastEndAddsExactlyOneRowEvenWithBadColumn)
 {
     Open(2, 3);
-    EXPECT_EQ(Set(2, 3, "x"), 0);       // bad column, but row 2 now exists
+    EXPECT_EQ(Set(2, 3, "x"), 0);        // bad column, but row 2 now exists
     EXPECT_EQ(Get(2, 2).second, "...");  // and is empty
-    EXPECT_EQ(Set(2, 1, "y"), -1);      // row 2 is no longer past the end
-    EXPECT_EQ(Get(3, 0).first, 0);      // no row 3 was added
-    EXPECT_EQ(Set(4, 0, "z"), 0);       // two past the end: refused, nothing added
+    EXPECT_EQ(Set(2, 1, "y"), -1);       // row 2 is no longer past the end
+    EXPECT_EQ(Get(3, 0).first, 0);       // no row 3 was added
+    EXPECT_EQ(Set(4, 0, "z"), 0);        // two past the end: refused, nothing added
     EXPECT_EQ(Set(3, 0, "w"), -1);
     EXPECT_EQ(Get(3, 0).second, "w");
 }
@@ -143,9 +147,9 @@ TEST_F(TableExports, OverflowShowsOneBoxPerRefusedCellAndKeepsCounts)
     ASSERT_EQ(g_boxes.size(), 10u);
     EXPECT_EQ(g_boxes[0],
               "Internal error in CAttributeList::AddAttribute. List overflow!|Tolvik32.DLL|16");
-    EXPECT_EQ(Get(9999, 9).first, 0);       // the last cell that fit
+    EXPECT_EQ(Get(9999, 9).first, 0);  // the last cell that fit
     EXPECT_EQ(Set(9999, 9, "end"), -1);
-    EXPECT_EQ(Set(10000, 0, "x"), 0);       // counted, but never stored
+    EXPECT_EQ(Set(10000, 0, "x"), 0);  // counted, but never stored
     // The row just past the counted rows still grows the table, with boxes.
     EXPECT_EQ(Set(10001, 0, "x"), 0);
     EXPECT_EQ(g_boxes.size(), 20u);

@@ -8,8 +8,10 @@ TEST(ErrorRecord, CodeThenFourArgumentsEachEndedBySeparator)
 {
     EXPECT_EQ(tolvik::BuildErrorRecord("0"), std::string("0\x1a\x1a\x1a\x1a\x1a"));
     EXPECT_EQ(tolvik::BuildErrorRecord("4", "C:\\P\\X.MDL"),
-              std::string("4\x1a" "C:\\P\\X.MDL\x1a\x1a\x1a\x1a"));
-    EXPECT_EQ(tolvik::BuildErrorRecord("2", "loc", "msg"), std::string("2\x1aloc\x1amsg\x1a\x1a\x1a"));
+              std::string("4\x1a"
+                          "C:\\P\\X.MDL\x1a\x1a\x1a\x1a"));
+    EXPECT_EQ(tolvik::BuildErrorRecord("2", "loc", "msg"),
+              std::string("2\x1aloc\x1amsg\x1a\x1a\x1a"));
     char buffer[32];
     std::memset(buffer, 'z', sizeof buffer);
     tolvik::WriteErrorRecord(buffer, "101");

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/wait.h>
-#include <fcntl.h>
 #include <unistd.h>
 
 #include "TestHandler.h"
@@ -56,7 +56,9 @@ TEST(ParserBase, FailedRunReportsExpectationTokenAndLine)
     auto list = ReadWords(name, false, &ok, &message);
     EXPECT_FALSE(ok);
     EXPECT_EQ(list, nullptr);
-    EXPECT_EQ(message, name + "\x1aIDENTIFIER\x1a=\x1a" "7\x1a");
+    EXPECT_EQ(message, name +
+                           "\x1aIDENTIFIER\x1a=\x1a"
+                           "7\x1a");
 }
 
 TEST(ParserBase, InMemoryMessageStartsWithSeparatorOnly)
@@ -65,7 +67,9 @@ TEST(ParserBase, InMemoryMessageStartsWithSeparatorOnly)
     std::string message;
     ReadWords("x\nFAIL\n", true, &ok, &message);
     EXPECT_FALSE(ok);
-    EXPECT_EQ(message, "\x1aIDENTIFIER\x1a\n\x1a" "3\x1a");
+    EXPECT_EQ(message,
+              "\x1aIDENTIFIER\x1a\n\x1a"
+              "3\x1a");
 }
 
 TEST(ParserBase, SuccessfulReadHandsOverTheTable)
@@ -410,9 +414,8 @@ TEST(Sharing, AFileLockedByAnotherProcessIsNotAccessible)
         EXPECT_EQ(CWordListParser(name, false, kRead).status, kOpened);
         EXPECT_EQ(CWordListParser(name, false, kUpdate).status, kNoAccess);
     });
-    WithLockHeldByChild(name, true, [&] {
-        EXPECT_EQ(CWordListParser(name, false, kRead).status, kNoAccess);
-    });
+    WithLockHeldByChild(name, true,
+                        [&] { EXPECT_EQ(CWordListParser(name, false, kRead).status, kNoAccess); });
     EXPECT_EQ(dir.Files(), std::vector<std::string>{"M.MDL"});
 }
 
@@ -437,13 +440,17 @@ TEST(ExportFrameTest, RecordsForMissingLockedAndBadFiles)
     std::uint32_t handle = 77;
     std::uint16_t rows = 9, cols = 9;
     EXPECT_EQ(OpenFrame("absent.txt", &handle, &rows, &cols, err, make), 0);
-    EXPECT_STREQ(err, "4\x1a" "absent.txt\x1a\x1a\x1a\x1a");
+    EXPECT_STREQ(err,
+                 "4\x1a"
+                 "absent.txt\x1a\x1a\x1a\x1a");
     EXPECT_EQ(handle, 0u);
     EXPECT_EQ(rows + cols, 0);
 
     const std::string bad = dir.Write("bad.txt", "FAIL /\n");
     EXPECT_EQ(OpenFrame(bad.c_str(), &handle, &rows, &cols, err, make), 0);
-    EXPECT_EQ(std::string(err), "2\x1a" + bad + "\x1aIDENTIFIER\x1a/\x1a" "1\x1a\x1a\x1a\x1a\x1a");
+    EXPECT_EQ(std::string(err), "2\x1a" + bad +
+                                    "\x1aIDENTIFIER\x1a/\x1a"
+                                    "1\x1a\x1a\x1a\x1a\x1a");
 
     const std::string good = dir.Write("good.txt", "a b\nc\n");
     EXPECT_EQ(OpenFrame(good.c_str(), &handle, &rows, &cols, err, make), -1);

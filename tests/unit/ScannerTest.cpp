@@ -25,7 +25,10 @@ struct Token {
     std::string text;
     bool operator==(const Token& other) const { return kind == other.kind && text == other.text; }
 };
-void PrintTo(const Token& t, std::ostream* os) { *os << t.kind << ":\"" << t.text << "\""; }
+void PrintTo(const Token& t, std::ostream* os)
+{
+    *os << t.kind << ":\"" << t.text << "\"";
+}
 
 std::vector<Token> Tokens(std::string_view text)
 {
@@ -43,11 +46,17 @@ struct ScanCase {
     const char* text;
     std::vector<Token> tokens;
 };
-void PrintTo(const ScanCase& c, std::ostream* os) { *os << c.name; }
+void PrintTo(const ScanCase& c, std::ostream* os)
+{
+    *os << c.name;
+}
 
 class Scanning : public ::testing::TestWithParam<ScanCase> {};
 
-TEST_P(Scanning, YieldsTokens) { EXPECT_EQ(Tokens(GetParam().text), GetParam().tokens); }
+TEST_P(Scanning, YieldsTokens)
+{
+    EXPECT_EQ(Tokens(GetParam().text), GetParam().tokens);
+}
 
 const Token kEnd{kEndOfFile, ""};
 const Token kNewline{kPunctuator, "\n"};
@@ -55,27 +64,35 @@ const Token kNewline{kPunctuator, "\n"};
 INSTANTIATE_TEST_SUITE_P(
     Cases, Scanning,
     ::testing::Values(
-        ScanCase{"assignment", "NAME=Pump1\n",
+        ScanCase{"assignment",
+                 "NAME=Pump1\n",
                  {{kWord, "NAME"}, {kPunctuator, "="}, {kWord, "Pump1"}, kNewline, kEnd}},
-        ScanCase{"comment keeps its blank", "TASK ; main task\n",
+        ScanCase{"comment keeps its blank",
+                 "TASK ; main task\n",
                  {{kWord, "TASK"}, {kComment, " main task"}, kNewline, kEnd}},
         ScanCase{"empty line", "\n", {kNewline, kEnd}},
         ScanCase{"empty quoted word", "\"\"\n", {{kWord, ""}, kNewline, kEnd}},
-        ScanCase{"unterminated quote stops at line end", "\"abc\nx",
+        ScanCase{"unterminated quote stops at line end",
+                 "\"abc\nx",
                  {{kWord, "abc"}, kNewline, {kWord, "x"}, kEnd}},
-        ScanCase{"quoted word keeps blanks", "'a b' c",
-                 {{kWord, "a b"}, {kWord, "c"}, kEnd}},
-        ScanCase{"word characters", "$BUF DEF_L 1.5E3 -x+y",
+        ScanCase{"quoted word keeps blanks", "'a b' c", {{kWord, "a b"}, {kWord, "c"}, kEnd}},
+        ScanCase{"word characters",
+                 "$BUF DEF_L 1.5E3 -x+y",
                  {{kWord, "$BUF"}, {kWord, "DEF_L"}, {kWord, "1.5E3"}, {kWord, "-x+y"}, kEnd}},
-        ScanCase{"last line without line end", "{ TASK",
-                 {{kPunctuator, "{"}, {kWord, "TASK"}, kEnd}},
+        ScanCase{
+            "last line without line end", "{ TASK", {{kPunctuator, "{"}, {kWord, "TASK"}, kEnd}},
         ScanCase{"trailing blanks at the end", "a   ", {{kWord, "a"}, kEnd}},
         ScanCase{"comment on last line", "x;c", {{kWord, "x"}, {kComment, "c"}, kEnd}},
-        ScanCase{"slash options", "PROG/FAST /X",
-                 {{kWord, "PROG"}, {kPunctuator, "/"}, {kWord, "FAST"}, {kPunctuator, "/"},
-                  {kWord, "X"}, kEnd}},
-        ScanCase{"tabs and carriage returns are blanks", "\ta\r\n",
-                 {{kWord, "a"}, kNewline, kEnd}}));
+        ScanCase{"slash options",
+                 "PROG/FAST /X",
+                 {{kWord, "PROG"},
+                  {kPunctuator, "/"},
+                  {kWord, "FAST"},
+                  {kPunctuator, "/"},
+                  {kWord, "X"},
+                  kEnd}},
+        ScanCase{
+            "tabs and carriage returns are blanks", "\ta\r\n", {{kWord, "a"}, kNewline, kEnd}}));
 
 TEST(Scanner, WordsLongerThanTheLimitAreSplit)
 {
@@ -147,7 +164,8 @@ TEST_P(Delimited, TakesUpToStopAndTrims)
 
 INSTANTIATE_TEST_SUITE_P(
     Cases, Delimited,
-    ::testing::Values(DelimitedCase{"  value with blanks  ; c\n", ';', '\n', "value with blanks", 1},
+    ::testing::Values(DelimitedCase{"  value with blanks  ; c\n", ';', '\n', "value with blanks",
+                                    1},
                       DelimitedCase{" \"quoted; not\" \n", '\n', '\0', "quoted; not", 1},
                       DelimitedCase{"Section Name]\n", ']', '\n', "Section Name", 1},
                       DelimitedCase{"   \n", ';', '\n', "", 1},

@@ -24,8 +24,8 @@ std::vector<std::pair<int, std::string>> Lines(CSourceFile& file)
 TEST(SourceFile, LongLinesArriveInPiecesOfAt1022)
 {
     TempDir dir;
-    const std::string name = dir.Write("long.txt", std::string(1500, 'x') + "\n" +
-                                                       std::string(1022, 'y') + "\nz");
+    const std::string name =
+        dir.Write("long.txt", std::string(1500, 'x') + "\n" + std::string(1022, 'y') + "\nz");
     CSourceFile file(name, false, kRead, false);
     auto lines = Lines(file);
     ASSERT_EQ(lines.size(), 5u);
@@ -96,7 +96,7 @@ TEST_F(CodePages, EveryByteRoundTripsThroughBothTables)
         AnsiToOem(text);
         EXPECT_EQ(text, all) << oem;
     }
-    // Characters both code pages hold map exactly: 850's 0xD3 is E-circumflex... 
+    // Characters both code pages hold map exactly: 850's 0xD3 is E-circumflex...
     ASSERT_TRUE(SetCodePages(850, 1252));
     std::string e = "\x82\xe1";  // e-acute, sharp s
     OemToAnsi(e);

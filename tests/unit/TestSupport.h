@@ -2,13 +2,13 @@
 // while it lives (temporary output files are made there), and file access.
 #pragma once
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <random>
 #include <sstream>
 #include <string>
 #include <vector>
-#include <algorithm>
 
 namespace tolvik::test {
 

@@ -105,8 +105,8 @@ void CheckIdentification(HMODULE dll)
     CheckInt(id(name, info), -1, "TolvikDLLIDRequest result");
     Check(std::memcmp(name, "Tolvik File Management Library", 31) == 0,
           "TolvikDLLIDRequest name text");
-    const std::uint8_t expected[16] = {0xEE, 0xEE, 0xEE, 0xEE, 1, 0, 1, 10, 0,
-                                       0,    0,    1,    0,    0xEE, 0xEE, 0xEE};
+    const std::uint8_t expected[16] = {0xEE, 0xEE, 0xEE, 0xEE, 1, 0,    1,    10,
+                                       0,    0,    0,    1,    0, 0xEE, 0xEE, 0xEE};
     Check(std::memcmp(info, expected, sizeof info) == 0,
           "TolvikDLLIDRequest fills bytes 4..12 only");
 }
