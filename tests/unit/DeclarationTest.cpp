@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "TestSupport.h"
+#include "textfile/Charset.h"
 #include "tolvik32.h"
 
 using namespace tolvik;
@@ -175,6 +176,33 @@ TEST(DeclarationUpdate, WithoutParsedDeclarationTheFileStays)
               "1\x1a");
     EXPECT_EQ(temp.Read("P.SRC"), "{ VAR\n  A = 1\n}\n");
     EXPECT_EQ(temp.Files(), std::vector<std::string>{"P.SRC"});
+}
+
+// The file is in the OEM code page (850 here), the host's text in ANSI (1252):
+// keys are compared in ANSI, the new line is written in OEM, and the first line
+// of the file, which arrives unconverted, is looked at converted too.
+TEST(DeclarationUpdate, ConvertsBetweenHostAndFileCodePages)
+{
+    ASSERT_TRUE(SetCodePages(850, 1252));
+    TempDir temp;
+    temp.Write("P.SRC",
+               "{ MA\xe1"
+               "E\n  Gr\x94\xe1"
+               "e = 1 ; alt\n}\n");
+    char err[4096];
+    const int32_t result = IntpInsertDecl("P.SRC",
+                                          "ma\xdf"
+                                          "e",
+                                          "gr\xf6\xdf"
+                                          "e = 2 ; L\xe4nge",
+                                          err);
+    const std::string file = temp.Read("P.SRC");
+    SetCodePages(0, 0);
+    EXPECT_EQ(result, -1) << err;
+    EXPECT_EQ(file,
+              "{ MA\xe1"
+              "E\n  gr\x94\xe1"
+              "e = 2 ; L\x84nge\n}\n");
 }
 
 }  // namespace
