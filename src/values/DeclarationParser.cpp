@@ -20,8 +20,7 @@ std::string TrimTrailingBlanks(std::string text)
     return text;
 }
 
-// The blank-line indentation of a declaration added to a block that has no
-// declaration yet.
+// The indentation of a declaration added to a block that holds none yet.
 constexpr std::string_view kDefaultIndent = "  ";
 
 }  // namespace
