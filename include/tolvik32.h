@@ -81,6 +81,29 @@ TOLVIK_API int32_t TOLVIK_CALL IntpSetAttrValue(uint32_t* handle, uint16_t* row,
 /* Discards a table; *handle becomes 0. */
 TOLVIK_API int32_t TOLVIK_CALL IntpCloseRead(uint32_t* handle);
 
+/* Inserts one declaration into a block of `file`, or removes it from there.
+ * The block is the first line whose first token is "{" and whose second token is
+ * `keyword` (case ignored), up to the first following line that starts with
+ * "}". `declaration` is one line of text, with an optional "; comment".
+ * A declaration's key is its text up to the first "=" (all of it without one),
+ * blanks folded and case ignored: "R COUNT = 0" and "r  count=5" share a key.
+ *  - Insert: a block line with the same key is replaced (the first one, keeping
+ *    its indentation); otherwise the declaration goes in as a new line just
+ *    before the "}" line, indented like the block's last declaration (two
+ *    blanks in an empty block). A comment is written as " ; comment".
+ *  - Remove: every block line with that key is taken out. A key the block does
+ *    not hold is a success that leaves the content unchanged.
+ * Every other line of the file keeps its bytes; CR LF stays CR LF. The file is
+ * replaced in one step, the old one kept as ".BAK".
+ * Records: "0"; "4" + file (missing) or "3" + file (not accessible); "2" + the
+ * message when the declaration does not parse (empty, holding "{", "}" or a
+ * line end; the file is then not opened) or when the file has no such block
+ * (message: file SUB "{ keyword" SUB token SUB line SUB). */
+TOLVIK_API int32_t TOLVIK_CALL IntpInsertDecl(const char* file, const char* keyword,
+                                              const char* declaration, char* err);
+TOLVIK_API int32_t TOLVIK_CALL IntpRemoveDecl(const char* file, const char* keyword,
+                                              const char* declaration, char* err);
+
 /* Extension: every message box the library would show goes to `hook` instead.
  * A null hook restores the default (a message box on Windows, one line on stderr
  * elsewhere). */
