@@ -6,6 +6,7 @@
 #include <map>
 
 #include "TestSupport.h"
+#include "textfile/Charset.h"
 
 using namespace tolvik;
 using tolvik::test::TempDir;
@@ -207,5 +208,239 @@ INSTANTIATE_TEST_SUITE_P(Header, HeaderGolden, ::testing::ValuesIn(CaseNames()),
                          [](const ::testing::TestParamInfo<std::string>& info) {
                              return info.param;
                          });
+
+}  // namespace
+
+namespace {
+
+TEST(ProgramHeader, CrLfFileKeepsItsLineEndsAndLeadingLinesByteForByte)
+{
+    TempDir dir;
+    const std::string file = dir.Write("MODULE.SRC",
+                                       "; pump\t control \r\n\r\n{ TASK NAME = A ; n\r\n"
+                                       "  PRI = 5\r\n} ; end\r\ncode\r\n");
+    Outcome read = RunHeader(file, kRead);
+    ASSERT_TRUE(read.ok);
+    read.table->SetAttribute(kNameColumn, kEmptyCell);
+    read.table->SetAttribute(kPriorityColumn, "6");
+    ASSERT_TRUE(RunHeader(file, kUpdate, std::move(read.table)).ok);
+    EXPECT_EQ(dir.Read("MODULE.SRC"),
+              "; pump\t control \r\n\r\n{ TASK\r\n  Name = A ; n\r\n  PRI = 6\r\n} ; end\r\n"
+              "code\r\n");
+}
+
+class CodePageHeader : public ::testing::Test {
+protected:
+    void SetUp() override { SetCodePages(437, 1252); }
+    void TearDown() override { SetCodePages(0, 0); }
+};
+
+TEST_F(CodePageHeader, HeaderUpdateCopiesLeadingLinesAndRestWithoutConversion)
+{
+    TempDir dir;
+    const std::string leading = "; \x81" "ber\tall\n;\x9a\x84\n";
+    const std::string rest = "code \x81\t\xe1\n";
+    const std::string file = dir.Write("MODULE.SRC", leading + "{ TEXT NAME = T\n}\n" + rest);
+    Outcome read = RunHeader(file, kRead);
+    ASSERT_TRUE(read.ok);
+    ASSERT_TRUE(RunHeader(file, kUpdate, std::move(read.table)).ok);
+    EXPECT_EQ(dir.Read("MODULE.SRC"), leading + "{ TEXT\n  Name = T\n}\n" + rest);
+}
+
+TEST(ProgramHeader, FailedUpdateLeavesFileAndNoTemporaryFile)
+{
+    TempDir dir;
+    const std::string source = "; c\n{ TASK\n  PRI = 5 NAME\n}\n";
+    const std::string file = dir.Write("MODULE.SRC", source);
+    auto table = std::make_unique<CAttributeList>();
+    table->columns = kAttributeColumns;
+    table->AddAttributes(kAttributeColumns, nullptr);
+    Outcome update = RunHeader(file, kUpdate, std::move(table));
+    EXPECT_FALSE(update.ok);
+    EXPECT_EQ(MessageAfterName(update.message, file), "=|\\n|4|");
+    EXPECT_EQ(dir.Read("MODULE.SRC"), source);
+    EXPECT_EQ(dir.Files(), (std::vector<std::string>{"MODULE.SRC"}));
+}
+
+TEST(ProgramHeader, UpdateWithTableWithoutCellsKeepsEveryValue)
+{
+    TempDir dir;
+    const std::string file = dir.Write("MODULE.SRC", "{ VPAC NAME = V PAGES = 2\n}\n");
+    Outcome update = RunHeader(file, kUpdate, std::make_unique<CAttributeList>());
+    ASSERT_TRUE(update.ok);
+    EXPECT_EQ(dir.Read("MODULE.SRC"), "{ VPAC\n  Name = V  Pages = 2\n}\n");
+    Outcome nullTable = RunHeader(file, kUpdate, nullptr);
+    ASSERT_TRUE(nullTable.ok);
+    EXPECT_EQ(dir.Read("MODULE.SRC"), "{ VPAC\n  Name = V  Pages = 2\n}\n");
+}
+
+// Compiled modules: a header with the attribute bytes at their offsets.
+std::string ModuleBytes(int type, std::size_t size = 40)
+{
+    std::string bytes(size, '\0');
+    for (std::size_t i = 0; i < size; ++i)
+        bytes[i] = static_cast<char>(0xA0 + i % 16);  // filler that must survive
+    auto put = [&](std::size_t offset, int value) {
+        if (offset < size)
+            bytes[offset] = static_cast<char>(value);
+    };
+    put(12, 3);
+    put(14, -4);
+    put(16, 12);
+    put(18, 6);
+    put(20, type);
+    put(32, 5);
+    put(33, 15);
+    return bytes;
+}
+
+struct ModuleCase {
+    const char* name;
+    int type;
+    const char* cells;
+};
+
+class CompiledModuleRead : public ::testing::TestWithParam<ModuleCase> {};
+
+TEST_P(CompiledModuleRead, ReadsHeaderBytes)
+{
+    TempDir dir;
+    const std::string file = dir.Write(GetParam().name, ModuleBytes(GetParam().type));
+    Outcome read = RunHeader(file, kRead);
+    ASSERT_TRUE(read.ok) << MessageAfterName(read.message, file);
+    EXPECT_EQ(Cells(*read.table), GetParam().cells);
+    EXPECT_EQ(read.table->rows, 1u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Header, CompiledModuleRead,
+    ::testing::Values(
+        ModuleCase{"PUMP.TSC", 8, "7|...|...|3|-4|12|...|1.5 s|5|...|...|...|...|...|..."},
+        ModuleCase{"data.dpc", 1, "8|...|...|3|-4|12|6|...|...|...|...|...|...|...|..."},
+        ModuleCase{"DATA.DPC", 4, "8|...|...|3|-4|12|6|...|...|...|...|...|...|...|..."},
+        ModuleCase{"TEXTS.Txc", 5, "8|...|...|3|-4|12|6|...|...|...|...|...|...|...|..."}),
+    [](const ::testing::TestParamInfo<ModuleCase>& info) {
+        return "type" + std::to_string(info.param.type);
+    });
+
+TEST(ProgramHeader, CycleByteReadsAsMillisecondsOrTwoDigitSeconds)
+{
+    const std::vector<std::pair<int, std::string>> cases = {
+        {0, "0 ms"},   {5, "500 ms"}, {9, "900 ms"}, {10, "1 s"},      {15, "1.5 s"},
+        {20, "2 s"},   {99, "9.9 s"}, {100, "10 s"}, {105, "10 s"},    {106, "11 s"},
+        {115, "12 s"}, {125, "12 s"}, {127, "13 s"}, {-16, "-1600 ms"}};
+    for (const auto& [byte, text] : cases)
+        EXPECT_EQ(CDeclarationParser::CycleText(byte), text) << byte;
+}
+
+TEST(ProgramHeader, CycleCellTextGivesTheByteToWrite)
+{
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"500 ms", "5"},   {"250ms", "2"},      {"1.5 s", "15"}, {"2 s", "20"},
+        {" 12 S ", "120"}, {"-1600 ms", "-16"}, {"30", "30"},    {"1.25 s", "1.25 s"},
+        {"x ms", "x ms"},  {". s", ". s"}};
+    for (const auto& [cell, byteText] : cases)
+        EXPECT_EQ(CProgramHeaderParser::CycleByteText(cell), byteText) << cell;
+}
+
+TEST(ProgramHeader, CompiledModuleOfUnknownTypeIsTheWrongKind)
+{
+    TempDir dir;
+    for (const std::string& bytes : {ModuleBytes(2), ModuleBytes(8, 20)}) {
+        const std::string file = dir.Write("BAD.TSC", bytes);
+        Outcome read = RunHeader(file, kRead);
+        EXPECT_FALSE(read.ok);
+        EXPECT_EQ(read.status, kWrongKind);
+        EXPECT_EQ(read.table, nullptr);
+        EXPECT_EQ(MessageAfterName(read.message, file),
+                  bytes.size() > 20 ? "1, 4, 5, 8|2|20|" : "1, 4, 5, 8||20|");
+    }
+}
+
+TEST(ProgramHeader, CompiledModuleUpdateWithUnchangedTableKeepsEveryByte)
+{
+    TempDir dir;
+    for (int cycle : {5, 15, 101, 105, 127}) {
+        std::string bytes = ModuleBytes(8);
+        bytes[33] = static_cast<char>(cycle);
+        const std::string file = dir.Write("PUMP.TSC", bytes);
+        Outcome read = RunHeader(file, kRead);
+        ASSERT_TRUE(read.ok);
+        ASSERT_TRUE(RunHeader(file, kUpdate, std::move(read.table)).ok);
+        EXPECT_EQ(dir.Read("PUMP.TSC"), bytes) << cycle;
+    }
+}
+
+TEST(ProgramHeader, CompiledModuleUpdatePatchesOnlyTheChangedBytes)
+{
+    TempDir dir;
+    const std::string original = ModuleBytes(8);
+    const std::vector<std::pair<std::string, int>> cycles = {
+        {"700 ms", 7}, {"2.5 s", 25}, {"30", 30}, {"1.5 s", 15}};
+    for (const auto& [cycleCell, cycleByte] : cycles) {
+        const std::string file = dir.Write("PUMP.TSC", original);
+        Outcome read = RunHeader(file, kRead);
+        ASSERT_TRUE(read.ok);
+        read.table->SetAttribute(kPlaColumn, "9");
+        read.table->SetAttribute(kElaColumn, kEmptyCell);
+        read.table->SetAttribute(kPriorityColumn, "-2");
+        read.table->SetAttribute(kPagesColumn, "77");  // a task module has no pages byte
+        read.table->SetAttribute(kCycleColumn, cycleCell);
+        ASSERT_TRUE(RunHeader(file, kUpdate, std::move(read.table)).ok);
+        std::string expected = original;
+        expected[12] = 9;
+        expected[32] = static_cast<char>(-2);
+        expected[33] = static_cast<char>(cycleByte);
+        EXPECT_EQ(dir.Read("PUMP.TSC"), expected) << cycleCell;
+    }
+}
+
+TEST(ProgramHeader, CompiledDataModuleUpdateWritesPages)
+{
+    TempDir dir;
+    const std::string original = ModuleBytes(4);
+    const std::string file = dir.Write("DATA.DPC", original);
+    Outcome read = RunHeader(file, kRead);
+    ASSERT_TRUE(read.ok);
+    read.table->SetAttribute(kPagesColumn, "40");
+    read.table->SetAttribute(kLineNumberColumn, "300");  // the low byte is written
+    read.table->SetAttribute(kCycleColumn, "5");         // a data module has no cycle byte
+    ASSERT_TRUE(RunHeader(file, kUpdate, std::move(read.table)).ok);
+    std::string expected = original;
+    expected[18] = 40;
+    expected[16] = static_cast<char>(300 & 0xFF);
+    EXPECT_EQ(dir.Read("DATA.DPC"), expected);
+}
+
+TEST(ProgramHeader, CompiledModuleUpdateForAnotherKindFailsAndKeepsTheFile)
+{
+    TempDir dir;
+    const std::string original = ModuleBytes(8);
+    const std::string file = dir.Write("PUMP.TSC", original);
+    Outcome read = RunHeader(file, kRead);
+    ASSERT_TRUE(read.ok);
+    read.table->SetAttribute(kKindColumn, "8");
+    read.table->SetAttribute(kPlaColumn, "1");
+    Outcome update = RunHeader(file, kUpdate, std::move(read.table));
+    EXPECT_FALSE(update.ok);
+    EXPECT_EQ(update.status, kWrongKind);
+    EXPECT_EQ(MessageAfterName(update.message, file), "8|8|20|");
+    EXPECT_EQ(dir.Read("PUMP.TSC"), original);
+    EXPECT_EQ(dir.Files(), (std::vector<std::string>{"PUMP.TSC"}));
+}
+
+TEST(ProgramHeader, ShortCompiledModuleReadsWhatItHasAndIsNeverExtended)
+{
+    TempDir dir;
+    const std::string original = ModuleBytes(8, 30);
+    const std::string file = dir.Write("PUMP.TSC", original);
+    Outcome read = RunHeader(file, kRead);
+    ASSERT_TRUE(read.ok);
+    EXPECT_EQ(Cells(*read.table), "7|...|...|3|-4|12|...|...|...|...|...|...|...|...|...");
+    read.table->SetAttribute(kPriorityColumn, "3");
+    read.table->SetAttribute(kCycleColumn, "2 s");
+    ASSERT_TRUE(RunHeader(file, kUpdate, std::move(read.table)).ok);
+    EXPECT_EQ(dir.Read("PUMP.TSC"), original);
+}
 
 }  // namespace
