@@ -229,6 +229,20 @@ TEST(ProgramHeader, CrLfFileKeepsItsLineEndsAndLeadingLinesByteForByte)
               "code\r\n");
 }
 
+TEST(ProgramHeader, LeadingCommentLongerThanOneReadIsCopiedOnce)
+{
+    TempDir dir;
+    const std::string leading =
+        "; " + std::string(1500, 'c') + "\n;" + std::string(1022, 'd') + "\n";
+    const std::string rest = std::string(2100, 'x') + "\n";
+    const std::string file = dir.Write("MODULE.SRC", leading + "{ TEXT\n  NAME = T\n}\n" + rest);
+    Outcome read = RunHeader(file, kRead);
+    ASSERT_TRUE(read.ok) << MessageAfterName(read.message, file);
+    EXPECT_EQ(Cells(*read.table), "6|T|...|...|...|...|...|...|...|...|...|...|...|...|...");
+    ASSERT_TRUE(RunHeader(file, kUpdate, std::move(read.table)).ok);
+    EXPECT_EQ(dir.Read("MODULE.SRC"), leading + "{ TEXT\n  Name = T\n}\n" + rest);
+}
+
 class CodePageHeader : public ::testing::Test {
 protected:
     void SetUp() override { SetCodePages(437, 1252); }
@@ -238,7 +252,9 @@ protected:
 TEST_F(CodePageHeader, HeaderUpdateCopiesLeadingLinesAndRestWithoutConversion)
 {
     TempDir dir;
-    const std::string leading = "; \x81" "ber\tall\n;\x9a\x84\n";
+    const std::string leading =
+        "; \x81"
+        "ber\tall\n;\x9a\x84\n";
     const std::string rest = "code \x81\t\xe1\n";
     const std::string file = dir.Write("MODULE.SRC", leading + "{ TEXT NAME = T\n}\n" + rest);
     Outcome read = RunHeader(file, kRead);
