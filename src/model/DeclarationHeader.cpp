@@ -21,7 +21,6 @@ enum Attribute : int {
     kPages,
     kBlockSize,
     kDefaults,
-    kOption,
 };
 
 // The kinds an attribute keyword belongs to.
@@ -39,7 +38,7 @@ struct Keyword {
     unsigned kinds;
 };
 
-constexpr std::array<Keyword, 16> kKeywords = {{
+constexpr std::array<Keyword, 15> kKeywords = {{
     {"NAME", kName, kAllKinds},
     {"LN", kLineNumber, kTaskBit | kValueBit | kBlockBit},
     {"TLN", kLineNumber, kTaskBit},
@@ -55,7 +54,6 @@ constexpr std::array<Keyword, 16> kKeywords = {{
     {"DEF_X", kDefaults, kBlockBit},
     {"DEF_I", kDefaults, kBlockBit},
     {"DEF_R", kDefaults, kBlockBit},
-    {"", kNoAttribute, 0},
 }};
 
 // A "keyword = word" attribute: its column and the text a wrong keyword gives.
@@ -97,8 +95,7 @@ constexpr std::array<std::string_view, 3> kCycleUnits = {"MS", "S", "TE"};
 Attribute AttributeNamed(std::string_view word, unsigned kinds = kAllKinds)
 {
     for (const Keyword& keyword : kKeywords)
-        if (!keyword.text.empty() && (keyword.kinds & kinds) != 0 &&
-            EqualsNoCase(word, keyword.text))
+        if ((keyword.kinds & kinds) != 0 && EqualsNoCase(word, keyword.text))
             return keyword.attribute;
     return kNoAttribute;
 }
@@ -147,7 +144,7 @@ struct CDeclarationParser::KindGrammar {
         if (column == kOptionColumn)
             return true;
         for (const Keyword& entry : kKeywords) {
-            if (entry.text.empty() || (entry.kinds & kindBit) == 0)
+            if ((entry.kinds & kindBit) == 0)
                 continue;
             if (entry.attribute == kDefaults) {
                 if (column >= kDefLColumn && column <= kDefRColumn)
@@ -261,7 +258,6 @@ bool CDeclarationParser::ParseAttribute()
         case kCycle:
             return ParseCycle();
         case kNoAttribute:
-        case kOption:
             ReportExpected(LineExpectation());
             return false;
         default:

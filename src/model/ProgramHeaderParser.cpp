@@ -89,10 +89,12 @@ bool CProgramHeaderParser::Run(std::unique_ptr<CAttributeList>& list, std::strin
                 attributes->AddAttributes(kAttributeColumns - static_cast<int>(attributes->Count()),
                                           nullptr);
         }
-        if (binary)
-            mode == kRead ? ReadCompiledHeader() : UpdateCompiledHeader();
-        else
+        if (!binary)
             ParseSource();
+        else if (mode == kRead)
+            ReadCompiledHeader();
+        else
+            UpdateCompiledHeader();
         if (!parseOk)
             ReportFailureLocation();
         if (mode != kRead)
