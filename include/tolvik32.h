@@ -63,6 +63,22 @@ extern "C" {
  * bytes 4 to 12; bytes 0 to 3 are left as they are. Always -1. */
 TOLVIK_API int32_t TOLVIK_CALL TolvikDLLIDRequest(char* name, uint8_t* info);
 
+/* Reads the declaration at the top of a program module's source file into one
+ * row of 15 cells: 0 kind code (1 TASK, 3 VPAC, 4 BPAC, 5 QPAC, 6 TEXT), 1 Name,
+ * 2 options ("/A/B"), 3 PLA, 4 ELA, 5 LN, 6 Pages, 7 Cycle, 8 PRI, 9 $BUF,
+ * 10 BlkSize, 11-14 Def_L, Def_X, Def_I, Def_R. A compiled module (".TSC",
+ * ".DPC", ".TXC") gives its header bytes instead, with kind 7 (task) or 8 (data)
+ * and the cycle as "500 ms" or "1.5 s". A module of an unknown type gives "5". */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadVORLHead(const char* file, uint32_t* handle,
+                                                    uint16_t* rows, uint16_t* cols, char* err);
+
+/* Rewrites the declaration from the table: a new value replaces the file's, an
+ * empty cell keeps it, TOLVIK_DELETE_MARK removes it; every other line of the
+ * file is kept as it is. For a compiled module the header bytes are patched;
+ * column 0 must name the module's kind, else "5". The handle is consumed. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseUpdateVORLHead(const char* file, uint32_t* handle,
+                                                       char* err);
+
 /* A new table of *rows x *cols empty cells. Always -1; *handle is 0 only when no
  * handle could be made. */
 TOLVIK_API int32_t TOLVIK_CALL IntpOpenWrite(uint32_t* handle, uint16_t* rows, uint16_t* cols);
