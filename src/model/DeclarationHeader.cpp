@@ -128,7 +128,7 @@ std::string TrimCommentEnd(std::string_view text)
 
 }  // namespace
 
-struct CDeclarationParser::KindGrammar {
+struct CDeclarationHeaderParser::KindGrammar {
     std::string_view keyword;   // also the text a wrong keyword gives
     std::string_view keyword2;  // a second keyword of the same grammar, or ""
     unsigned kindBit;
@@ -157,42 +157,42 @@ struct CDeclarationParser::KindGrammar {
     }
 };
 
-CDeclarationParser::CDeclarationParser(std::string_view source, bool inMemory, int mode_,
-                                       bool binary_)
+CDeclarationHeaderParser::CDeclarationHeaderParser(std::string_view source, bool inMemory,
+                                                   int mode_, bool binary_)
     : CSourceParser(source, inMemory, mode_, binary_)
 {
     SetClass("\n/={}", kPunctuatorChar);
     SetClass(";", kCommentChar);
 }
 
-std::string_view CDeclarationParser::LineExpectation() const
+std::string_view CDeclarationHeaderParser::LineExpectation() const
 {
     return grammar_ ? grammar_->lineExpectation : std::string_view();
 }
 
-bool CDeclarationParser::ParseTask()
+bool CDeclarationHeaderParser::ParseTask()
 {
     return ParseDeclaration(Grammar(0), kTaskDeclaration);
 }
 
-bool CDeclarationParser::ParseValuePackage()
+bool CDeclarationHeaderParser::ParseValuePackage()
 {
     const int kind =
         EqualsNoCase(tokenText, "QPAC") ? kQueuePackageDeclaration : kValuePackageDeclaration;
     return ParseDeclaration(Grammar(1), kind);
 }
 
-bool CDeclarationParser::ParseBlockPackage()
+bool CDeclarationHeaderParser::ParseBlockPackage()
 {
     return ParseDeclaration(Grammar(2), kBlockPackageDeclaration);
 }
 
-bool CDeclarationParser::ParseTextPackage()
+bool CDeclarationHeaderParser::ParseTextPackage()
 {
     return ParseDeclaration(Grammar(3), kTextPackageDeclaration);
 }
 
-bool CDeclarationParser::ParseDeclaration(const KindGrammar& grammar, int kind)
+bool CDeclarationHeaderParser::ParseDeclaration(const KindGrammar& grammar, int kind)
 {
     if (tokenKind != kWord || !grammar.Names(tokenText)) {
         ReportExpected(grammar.keyword);
@@ -215,7 +215,7 @@ bool CDeclarationParser::ParseDeclaration(const KindGrammar& grammar, int kind)
     return parseOk;
 }
 
-bool CDeclarationParser::IsBodyAttributeStart() const
+bool CDeclarationHeaderParser::IsBodyAttributeStart() const
 {
     if (tokenKind == kPunctuator)
         return tokenText == "/";
@@ -223,7 +223,7 @@ bool CDeclarationParser::IsBodyAttributeStart() const
            AttributeNamed(tokenText, grammar_->kindBit) != kNoAttribute;
 }
 
-bool CDeclarationParser::ParseBodyLine()
+bool CDeclarationHeaderParser::ParseBodyLine()
 {
     while (IsBodyAttributeStart())
         if (!ParseAttribute())
@@ -248,7 +248,7 @@ bool CDeclarationParser::ParseBodyLine()
     return true;
 }
 
-bool CDeclarationParser::ParseAttribute()
+bool CDeclarationHeaderParser::ParseAttribute()
 {
     if (tokenKind == kPunctuator)
         return ParseOption();
@@ -265,7 +265,7 @@ bool CDeclarationParser::ParseAttribute()
     }
 }
 
-bool CDeclarationParser::ExpectEqualsAndWord()
+bool CDeclarationHeaderParser::ExpectEqualsAndWord()
 {
     GetToken();
     if (!(tokenKind == kPunctuator && tokenText == "=")) {
@@ -280,7 +280,7 @@ bool CDeclarationParser::ExpectEqualsAndWord()
     return true;
 }
 
-bool CDeclarationParser::ParseSimpleAttribute(int attribute)
+bool CDeclarationHeaderParser::ParseSimpleAttribute(int attribute)
 {
     const SimpleAttribute simple = SimpleAttributeOf(static_cast<Attribute>(attribute));
     if (tokenKind != kWord || AttributeNamed(tokenText) != attribute) {
@@ -294,40 +294,40 @@ bool CDeclarationParser::ParseSimpleAttribute(int attribute)
     return true;
 }
 
-bool CDeclarationParser::ParseName()
+bool CDeclarationHeaderParser::ParseName()
 {
     return ParseSimpleAttribute(kName);
 }
-bool CDeclarationParser::ParseLineNumber()
+bool CDeclarationHeaderParser::ParseLineNumber()
 {
     return ParseSimpleAttribute(kLineNumber);
 }
-bool CDeclarationParser::ParsePla()
+bool CDeclarationHeaderParser::ParsePla()
 {
     return ParseSimpleAttribute(kPla);
 }
-bool CDeclarationParser::ParseEla()
+bool CDeclarationHeaderParser::ParseEla()
 {
     return ParseSimpleAttribute(kEla);
 }
-bool CDeclarationParser::ParsePriority()
+bool CDeclarationHeaderParser::ParsePriority()
 {
     return ParseSimpleAttribute(kPriority);
 }
-bool CDeclarationParser::ParseBuffer()
+bool CDeclarationHeaderParser::ParseBuffer()
 {
     return ParseSimpleAttribute(kBuffer);
 }
-bool CDeclarationParser::ParsePages()
+bool CDeclarationHeaderParser::ParsePages()
 {
     return ParseSimpleAttribute(kPages);
 }
-bool CDeclarationParser::ParseBlockSize()
+bool CDeclarationHeaderParser::ParseBlockSize()
 {
     return ParseSimpleAttribute(kBlockSize);
 }
 
-bool CDeclarationParser::ParseCycle()
+bool CDeclarationHeaderParser::ParseCycle()
 {
     if (tokenKind != kWord || AttributeNamed(tokenText) != kCycle) {
         ReportExpected("CYCLE");
@@ -346,7 +346,7 @@ bool CDeclarationParser::ParseCycle()
     return true;
 }
 
-bool CDeclarationParser::ParseDefaults()
+bool CDeclarationHeaderParser::ParseDefaults()
 {
     std::array<bool, 4> named{};
     bool any = false;
@@ -376,7 +376,7 @@ bool CDeclarationParser::ParseDefaults()
     return true;
 }
 
-bool CDeclarationParser::ParseOption()
+bool CDeclarationHeaderParser::ParseOption()
 {
     std::string option;
     if (!ExpectSlashWord(option))
@@ -405,7 +405,7 @@ bool CDeclarationParser::ParseOption()
     return true;
 }
 
-bool CDeclarationParser::CheckNewValues()
+bool CDeclarationHeaderParser::CheckNewValues()
 {
     if (!grammar_)
         return true;
@@ -428,7 +428,7 @@ bool CDeclarationParser::CheckNewValues()
     return true;
 }
 
-bool CDeclarationParser::ValueReadsBack(int column, std::string_view value) const
+bool CDeclarationHeaderParser::ValueReadsBack(int column, std::string_view value) const
 {
     // The value split as the scanner would split it.
     struct Piece {
@@ -481,7 +481,7 @@ bool CDeclarationParser::ValueReadsBack(int column, std::string_view value) cons
     return pieces.size() == 1;
 }
 
-std::string CDeclarationParser::CycleText(int cycleByte)
+std::string CDeclarationHeaderParser::CycleText(int cycleByte)
 {
     // Units of 100 ms: below one second in milliseconds, otherwise seconds to
     // two significant digits (a tie goes to the even digit).
@@ -500,7 +500,7 @@ std::string CDeclarationParser::CycleText(int cycleByte)
     return std::to_string(seconds) + " s";
 }
 
-const CDeclarationParser::KindGrammar& CDeclarationParser::Grammar(int index)
+const CDeclarationHeaderParser::KindGrammar& CDeclarationHeaderParser::Grammar(int index)
 {
     static const std::array<KindGrammar, 4> grammars = {{
         {"TASK", "", kTaskBit, "NAME, LN, TLN, PRI, CYCLE, PLA, ELA, $BUF, /, Comment"},

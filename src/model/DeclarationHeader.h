@@ -1,4 +1,4 @@
-// CDeclarationParser: the grammar of a program module's declaration body (TASK,
+// CDeclarationHeaderParser: the grammar of a program module's declaration body (TASK,
 // VPAC/QPAC, BPAC, TEXT): its attribute lines, the table column each attribute
 // fills, and the texts that report a mismatch. The frame around the body
 // ("{", keyword, "}") and the rest of the file belong to the handler that
@@ -42,11 +42,11 @@ enum DeclarationColumn : int {
     kDefRColumn = 14,
 };
 
-class CDeclarationParser : public CSourceParser {
+class CDeclarationHeaderParser : public CSourceParser {
 public:
     // Sets the character classes of a declaration: "\n", "/", "=", "{" and "}"
     // are punctuators, ";" starts a comment, there is no quote character.
-    CDeclarationParser(std::string_view source, bool sourceInMemory, int mode, bool binary);
+    CDeclarationHeaderParser(std::string_view source, bool sourceInMemory, int mode, bool binary);
 
     // One parse function per kind, called with the kind keyword as the current
     // token; each parses the body up to the first token that can not begin a

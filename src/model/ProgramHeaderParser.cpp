@@ -65,7 +65,7 @@ bool EndsWithNoCase(std::string_view text, std::string_view suffix)
 
 CProgramHeaderParser::CProgramHeaderParser(std::string_view source, bool inMemory, int mode_,
                                            bool binary_)
-    : CDeclarationParser(source, inMemory, mode_, binary_)
+    : CDeclarationHeaderParser(source, inMemory, mode_, binary_)
 {
     if (mode == kRead && attributes) {
         attributes->columns = kAttributeColumns;

@@ -12,7 +12,7 @@
 
 namespace tolvik {
 
-class CProgramHeaderParser : public CDeclarationParser {
+class CProgramHeaderParser : public CDeclarationHeaderParser {
 public:
     // `binary`: the source is a compiled module.
     CProgramHeaderParser(std::string_view source, bool sourceInMemory, int mode, bool binary);

@@ -347,7 +347,7 @@ TEST(ProgramHeader, CycleByteReadsAsMillisecondsOrTwoDigitSeconds)
         {20, "2 s"},   {99, "9.9 s"}, {100, "10 s"}, {105, "10 s"},    {106, "11 s"},
         {115, "12 s"}, {125, "12 s"}, {127, "13 s"}, {-16, "-1600 ms"}};
     for (const auto& [byte, text] : cases)
-        EXPECT_EQ(CDeclarationParser::CycleText(byte), text) << byte;
+        EXPECT_EQ(CDeclarationHeaderParser::CycleText(byte), text) << byte;
 }
 
 TEST(ProgramHeader, CycleCellTextGivesTheByteToWrite)
