@@ -84,12 +84,7 @@ std::string MatchKey(int kind, std::string_view name)
 }  // namespace
 
 CMdlFileParser::CMdlFileParser(std::string_view fileName, int mode_)
-    : CMdlFileParser(fileName, false, mode_)
-{
-}
-
-CMdlFileParser::CMdlFileParser(std::string_view source, bool inMemory, int mode_)
-    : CSourceParser(source, inMemory, mode_, false)
+    : CSourceParser(fileName, false, mode_, false)
 {
     SetClasses();
     if (mode == kRead && attributes)
@@ -327,6 +322,8 @@ bool CMdlFileParser::ParseEntry(int sectionKind)
     }
     entry.kind = KindOfEntry(sectionKind, entry.name);
     OnEntry(entry, before);
+    if (!parseOk)
+        return false;
     NextToken();
     return true;
 }
@@ -350,8 +347,14 @@ void CMdlFileParser::OnEntry(Entry& entry, const std::string& before)
             entries_.push_back(std::move(entry));
             break;
         case Pass::kRewrite: {
-            const std::int64_t claim = entryIndex_ < claims_.size() ? claims_[entryIndex_] : -1;
-            ++entryIndex_;
+            // The second reading must find what the first found; a file
+            // changed in between is not rewritten.
+            if (entryIndex_ >= entries_.size() || entries_[entryIndex_].kind != entry.kind ||
+                entries_[entryIndex_].name != entry.name) {
+                parseOk = false;
+                return;
+            }
+            const std::int64_t claim = claims_[entryIndex_++];
             if (claim < 0) {
                 // No row for it: the entry stays, in the normal form.
                 WriteAtColumn(before, 0);

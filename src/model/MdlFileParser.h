@@ -21,8 +21,6 @@ public:
     static constexpr int kColumns = 4;
 
     CMdlFileParser(std::string_view fileName, int mode);
-    // A model text held in memory (the tests and embedded uses).
-    CMdlFileParser(std::string_view source, bool sourceInMemory, int mode);
 
     bool Run(std::unique_ptr<CAttributeList>& list, std::string& errorText) override;
 

@@ -334,4 +334,60 @@ TEST(MdlNames, SectionOfEveryKind)
         EXPECT_EQ(CMdlFileParser::SectionOfKind(kind), expected[kind]) << kind;
 }
 
+int g_boxes = 0;
+void CountBox(const char*, const char*, uint32_t)
+{
+    ++g_boxes;
+}
+
+TEST(MdlFile, ModelBeyondTheTableCapacityKeepsTheFirst25000Entries)
+{
+    TempDir dir;
+    std::string text = "{ TASK\n";
+    for (int i = 0; i < 25001; ++i)
+        text += "M" + std::to_string(i) + "\n";
+    text += "}\n";
+    const std::string file = dir.Write("BIG.MDL", text);
+    g_boxes = 0;
+    TolvikSetMessageHook(CountBox);
+    RunResult read = RunParser(file, kRead);
+    TolvikSetMessageHook(nullptr);
+    ASSERT_TRUE(read.ok);
+    EXPECT_EQ(read.list->rows, 25000u);
+    EXPECT_EQ(*read.list->GetAttribute(24999, 0), "M24999.tse");
+    EXPECT_EQ(g_boxes, 4);  // one for each cell of the refused row
+}
+
+TEST(MdlFile, NarrowTableMatchesByNameAndKeepsTheRest)
+{
+    TempDir dir;
+    const std::string file = dir.Write("N.MDL", "{ TASK\nA /X ; note\nB\n}\n");
+    auto list = std::make_unique<CAttributeList>();
+    list->columns = 2;
+    for (const char* cell : {"a.TSE", "1", "C", "1"})
+        list->AddAttribute(cell);
+    list->rows = 2;
+    RunResult update = RunParser(file, kUpdate, std::move(list));
+    ASSERT_TRUE(update.ok) << Escape(update.message);
+    // The name comes from the table; switches and comment from the file.
+    EXPECT_EQ(dir.Read("N.MDL"),
+              "{ TASK\na.TSE/X " + std::string(17, ' ') + "; note\nB.tse\nC\n}\n");
+    EXPECT_EQ(update.list->rows, 0u);
+    EXPECT_EQ(update.list->Count(), 0u);
+}
+
+TEST(MdlFile, TableWithoutColumnsLeavesTheEntries)
+{
+    TempDir dir;
+    const std::string text = "{ TASK\nA.tse\n}\n";
+    const std::string file = dir.Write("Z.MDL", text);
+    auto list = std::make_unique<CAttributeList>();
+    list->AddAttribute("1");
+    list->rows = 3;
+    RunResult update = RunParser(file, kUpdate, std::move(list));
+    ASSERT_TRUE(update.ok);
+    EXPECT_EQ(dir.Read("Z.MDL"), text);
+    EXPECT_EQ(update.list->Count(), 1u);
+}
+
 }  // namespace
