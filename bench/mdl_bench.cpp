@@ -3,6 +3,7 @@
 // times a read at every size; the "update/read" counter shows that ratio.
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <fstream>

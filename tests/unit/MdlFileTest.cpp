@@ -14,6 +14,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -272,8 +274,8 @@ TEST_P(MdlFailureCase, FailureRecordNamesWhatWasExpected)
     EXPECT_EQ(IntpOpenReadMDLFile(file.c_str(), &handle, &rows, &cols, err), 0);
     EXPECT_EQ(Escape(err), Escape(expected));
     EXPECT_EQ(handle, 0u);
-    EXPECT_EQ(rows, 0u);
-    EXPECT_EQ(cols, 0u);
+    EXPECT_EQ(rows, 0);
+    EXPECT_EQ(cols, 0);
 
     // An update of the same file fails the same way and leaves it as it was.
     uint16_t one = 1;
