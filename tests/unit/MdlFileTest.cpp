@@ -18,6 +18,7 @@
 #include <cctype>
 #include <filesystem>
 #include <fstream>
+#include <random>
 #include <sstream>
 
 #include "TestSupport.h"
@@ -390,6 +391,44 @@ TEST(MdlFile, TableWithoutColumnsLeavesTheEntries)
     ASSERT_TRUE(update.ok);
     EXPECT_EQ(dir.Read("Z.MDL"), text);
     EXPECT_EQ(update.list->Count(), 1u);
+}
+
+// Texts made of the model grammar's pieces in random order: whatever reads,
+// updates with its own table into a file that reads back, and a second update
+// changes nothing.
+TEST(MdlFile, AnyReadableFileUpdatesIntoAStableReadableFile)
+{
+    static const char* const kPieces[] = {"{",     "}",     "TASK", "dpac", "Text", "A",
+                                          "b.tsc", "C.DPC", "/",    "X",    ";c ",  " ",
+                                          "\t",    "\n",    "\r\n", "\n",   "\n"};
+    std::mt19937 random(20240611);
+    int readable = 0;
+    TempDir dir;
+    for (int round = 0; round < 150; ++round) {
+        std::string text;
+        const int pieces = 5 + static_cast<int>(random() % 40);
+        for (int i = 0; i < pieces; ++i)
+            text += kPieces[random() % (sizeof kPieces / sizeof kPieces[0])];
+        // Most random texts fail early; start most of them with a section.
+        if (round % 2 == 0)
+            text = "{ TASK\n" + text;
+        const std::string file = dir.Write("R.MDL", text);
+        RunResult read = RunParser(file, kRead);
+        if (!read.ok) {
+            ASSERT_TRUE(RunParser(file, kUpdate, std::make_unique<CAttributeList>()).list);
+            EXPECT_EQ(dir.Read("R.MDL"), text) << Escape(text);
+            continue;
+        }
+        ++readable;
+        RunResult update = RunParser(file, kUpdate, std::move(read.list));
+        ASSERT_TRUE(update.ok) << Escape(text);
+        const std::string once = dir.Read("R.MDL");
+        RunResult again = RunParser(file, kRead);
+        ASSERT_TRUE(again.ok) << Escape(text) << " gave " << Escape(once);
+        ASSERT_TRUE(RunParser(file, kUpdate, std::move(again.list)).ok);
+        EXPECT_EQ(Escape(dir.Read("R.MDL")), Escape(once)) << Escape(text);
+    }
+    EXPECT_GT(readable, 30) << readable;
 }
 
 }  // namespace
