@@ -63,6 +63,25 @@ extern "C" {
  * bytes 4 to 12; bytes 0 to 3 are left as they are. Always -1. */
 TOLVIK_API int32_t TOLVIK_CALL TolvikDLLIDRequest(char* name, uint8_t* info);
 
+/* Model files (sections "{ TASK", "{ DPAC", "{ TEXT"). Reading gives one row per
+ * entry with four columns: file name (the section's default extension ".tse",
+ * ".dpe" or ".txe" added when it has none), kind code (1 task, 2 data package,
+ * 6 text; 7, 8, 9 for ".TSC", ".DPC", ".TXC"; 3 to 5 are data-package kinds a
+ * host may set), switches ("/X " each) and comment. */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadMDLFile(const char* file, uint32_t* handle,
+                                                   uint16_t* rows, uint16_t* cols, char* err);
+/* Rewrites the model file from the table and frees the handle. The file keeps
+ * its order, comments and layout: each entry takes the first row of its kind and
+ * file name (directory and extension ignored, case ignored); a row whose
+ * switches cell holds the delete mark removes its entry; an empty cell keeps the
+ * file's value; rows that match no entry go before the "}" of their section.
+ * A null *handle succeeds and changes nothing. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseUpdateMDLFile(const char* file, uint32_t* handle,
+                                                      char* err);
+/* Writes the model file anew from the table alone ("{ TASK", "{ DPAC", "{ TEXT"
+ * in this order) and frees the handle. The file must exist. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteMDLFile(const char* file, uint32_t* handle, char* err);
+
 /* Reads the declaration at the top of a program module's source file into one
  * row of 15 cells: 0 kind code (1 TASK, 3 VPAC, 4 BPAC, 5 QPAC, 6 TEXT), 1 Name,
  * 2 options ("/A/B"), 3 PLA, 4 ELA, 5 LN, 6 Pages, 7 Cycle, 8 PRI, 9 $BUF,

@@ -1,0 +1,562 @@
+#include "MdlFileParser.h"
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <unordered_map>
+
+#include "../textfile/Charset.h"
+
+namespace tolvik {
+
+namespace {
+
+struct SectionInfo {
+    std::string_view keyword;
+    int sourceKind;
+    int compiledKind;
+    std::string_view defaultExtension;
+    std::string_view compiledExtension;
+};
+
+constexpr std::array<SectionInfo, 3> kSections = {{
+    {"TASK", 1, 7, ".tse", ".TSC"},
+    {"DPAC", 2, 8, ".dpe", ".DPC"},
+    {"TEXT", 6, 9, ".txe", ".TXC"},
+}};
+
+// The column at which an entry's comment starts.
+constexpr int kCommentColumn = 25;
+
+bool IsPunctuator(const CScanner& scanner, std::string_view text)
+{
+    return scanner.tokenKind == kPunctuator && scanner.tokenText == text;
+}
+
+bool IsEmptyCell(const std::string* cell)
+{
+    return !cell || *cell == kEmptyCell;
+}
+
+// The cell's text, or "" for an empty cell: a row without a file behind it.
+std::string_view TableValue(const std::string* cell)
+{
+    return IsEmptyCell(cell) ? std::string_view() : std::string_view(*cell);
+}
+
+// Blanks, CR and LF at the end of a comment are not written back.
+std::string_view TrimCommentEnd(std::string_view comment)
+{
+    std::size_t end = comment.size();
+    while (end > 0 &&
+           (comment[end - 1] == ' ' || comment[end - 1] == '\r' || comment[end - 1] == '\n'))
+        --end;
+    return comment.substr(0, end);
+}
+
+// The number at the start of a kind cell, read as atoi does; 0 when there is
+// none.
+int LeadingNumber(std::string_view text)
+{
+    std::size_t i = 0;
+    while (i < text.size() && (text[i] == ' ' || (text[i] >= '\t' && text[i] <= '\r')))
+        ++i;
+    bool negative = false;
+    if (i < text.size() && (text[i] == '+' || text[i] == '-'))
+        negative = text[i++] == '-';
+    long long value = 0;
+    for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i) {
+        value = value * 10 + (text[i] - '0');
+        if (value > INT_MAX)
+            return negative ? INT_MIN : INT_MAX;
+    }
+    return static_cast<int>(negative ? -value : value);
+}
+
+std::string MatchKey(int kind, std::string_view name)
+{
+    std::string key(1, static_cast<char>('0' + kind));
+    key += CMdlFileParser::BareName(name);
+    return key;
+}
+
+}  // namespace
+
+CMdlFileParser::CMdlFileParser(std::string_view fileName, int mode_)
+    : CSourceParser(fileName, false, mode_, false)
+{
+    SetClasses();
+    if (mode == kRead && attributes)
+        attributes->columns = kColumns;
+}
+
+void CMdlFileParser::SetClasses()
+{
+    // Everything else is a word character: a path with drive, backslashes,
+    // dots and hyphens is one word.
+    SetClass("/{}", kPunctuatorChar);
+    SetClass(";", kCommentChar);
+}
+
+int CMdlFileParser::KindOfEntry(int sectionKind, std::string& name)
+{
+    const SectionInfo* section = nullptr;
+    for (const SectionInfo& info : kSections)
+        if (info.sourceKind == sectionKind)
+            section = &info;
+    if (!section)
+        return sectionKind;
+    const std::size_t dot = name.rfind('.');
+    std::size_t separator = name.rfind('\\');
+    if (separator == std::string::npos)
+        separator = name.rfind(':');
+    const bool hasExtension =
+        dot != std::string::npos && (separator == std::string::npos || dot > separator);
+    if (!hasExtension) {
+        name += section->defaultExtension;
+        return section->sourceKind;
+    }
+    if (EqualsNoCase(std::string_view(name).substr(dot), section->compiledExtension))
+        return section->compiledKind;
+    return section->sourceKind;
+}
+
+std::string CMdlFileParser::BareName(std::string_view name)
+{
+    const std::size_t separator = name.find_last_of("\\/:");
+    if (separator != std::string_view::npos)
+        name.remove_prefix(separator + 1);
+    const std::size_t dot = name.rfind('.');
+    if (dot != std::string_view::npos)
+        name = name.substr(0, dot);
+    return ToUpper(name);
+}
+
+int CMdlFileParser::SectionOfKind(int kind)
+{
+    switch (kind) {
+        case 1:
+        case 7:
+            return 0;
+        case 2:
+        case 3:
+        case 4:
+        case 5:
+        case 8:
+            return 1;
+        case 6:
+        case 9:
+            return 2;
+        default:
+            return -1;
+    }
+}
+
+bool CMdlFileParser::Run(std::unique_ptr<CAttributeList>& list, std::string& errorText)
+{
+    BeginRun(list);
+    // A closing call without a table writes as if the table were empty.
+    std::unique_ptr<CAttributeList> noTable;
+    if (!attributes) {
+        noTable = std::make_unique<CAttributeList>(kTableCapacity);
+        noTable->columns = kColumns;
+        attributes = noTable.get();
+    }
+    if (fileOpened) {
+        if (mode == kRead) {
+            pass_ = Pass::kFill;
+            ParseFile();
+        } else if (mode == kUpdate) {
+            Update();
+        } else if (mode == kWrite) {
+            WriteFromTable();
+        }
+        if (!parseOk)
+            ReportFailureLocation();
+        if (mode != kRead)
+            Finish();
+    }
+    if (noTable)
+        attributes = nullptr;
+    return EndRun(list, errorText);
+}
+
+void CMdlFileParser::NextToken()
+{
+    skippedSpace.clear();
+    GetToken();
+    switch (tokenKind) {
+        case kWord:
+            tokenStart_ = cursor >= tokenText.size() ? cursor - tokenText.size() : 0;
+            break;
+        case kPunctuator:
+            tokenStart_ = cursor > 0 ? cursor - 1 : 0;
+            break;
+        default:
+            tokenStart_ = cursor;
+            break;
+    }
+}
+
+bool CMdlFileParser::ParseFile()
+{
+    NextToken();
+    for (;;) {
+        if (IsPunctuator(*this, "{")) {
+            if (!ParseSection())
+                return false;
+        } else if (tokenKind == kComment) {
+            if (!ParseCommentLine())
+                return false;
+        } else if (AtNewline()) {
+            if (pass_ == Pass::kRewrite)
+                WriteAtColumn(skippedSpace + "\n", 0);
+            NextToken();
+        } else {
+            // Any other token ends the file without error: normally the end of
+            // the file, but a stray word or "}" too. What follows is not read.
+            return true;
+        }
+    }
+}
+
+bool CMdlFileParser::ParseCommentLine()
+{
+    if (pass_ == Pass::kRewrite) {
+        if (outputColumn < 0) {
+            // A comment line goes out once, as it stands, with its own line end.
+            CopyCurrentLine();
+        } else {
+            // A comment after "{ TASK" or "}" stays on that line.
+            WriteAtColumn(skippedSpace + ";" + tokenText + "\n", 0);
+        }
+    }
+    NextToken();
+    if (!AtNewline()) {
+        ReportExpected("NEWLINE");
+        return false;
+    }
+    NextToken();
+    return true;
+}
+
+bool CMdlFileParser::ParseSection()
+{
+    const std::string before = outputColumn >= 0 ? skippedSpace : std::string();
+    NextToken();
+    int section = -1;
+    if (tokenKind == kWord) {
+        for (std::size_t i = 0; i < kSections.size(); ++i)
+            if (EqualsNoCase(tokenText, kSections[i].keyword))
+                section = static_cast<int>(i);
+    }
+    if (section < 0) {
+        ReportExpected("TASK, DPAC, TEXT");
+        return false;
+    }
+    const bool firstOccurrence = !sectionSeen_[section];
+    sectionSeen_[section] = true;
+    if (pass_ == Pass::kRewrite)
+        WriteAtColumn(before + "{ " + tokenText, 0);
+    NextToken();
+
+    const int sectionKind = kSections[section].sourceKind;
+    for (;;) {
+        if (tokenKind == kWord) {
+            if (!ParseEntry(sectionKind))
+                return false;
+        } else if (tokenKind == kComment) {
+            if (!ParseCommentLine())
+                return false;
+        } else if (AtNewline()) {
+            if (pass_ == Pass::kRewrite)
+                WriteAtColumn(skippedSpace + "\n", 0);
+            NextToken();
+        } else {
+            break;
+        }
+    }
+    if (!IsPunctuator(*this, "}")) {
+        ReportExpected("}");
+        return false;
+    }
+    if (pass_ == Pass::kRewrite) {
+        std::string beforeBrace = outputColumn >= 0 ? skippedSpace : std::string();
+        if (firstOccurrence && WriteUnclaimedRows(section))
+            beforeBrace.clear();
+        WriteAtColumn(beforeBrace + "}", 0);
+    }
+    NextToken();
+    return true;
+}
+
+bool CMdlFileParser::ParseEntry(int sectionKind)
+{
+    Entry entry;
+    entry.name = tokenText;
+    // An entry on the line of "{ TASK" keeps its distance from the keyword.
+    const std::string before = outputColumn >= 0 ? skippedSpace : std::string();
+    NextToken();
+    while (IsPunctuator(*this, "/")) {
+        NextToken();
+        if (tokenKind != kWord) {
+            ReportExpected("IDENTIFIER");
+            return false;
+        }
+        entry.switches += "/";
+        entry.switches += tokenText;
+        entry.switches += ' ';
+        NextToken();
+    }
+    if (tokenKind == kComment) {
+        entry.comment = !tokenText.empty() && tokenText[0] == ' ' ? tokenText.substr(1) : tokenText;
+        NextToken();
+        if (!AtNewline()) {
+            ReportExpected("NEWLINE");
+            return false;
+        }
+    } else if (!AtNewline()) {
+        ReportExpected("Comment, Newline");
+        return false;
+    }
+    entry.kind = KindOfEntry(sectionKind, entry.name);
+    OnEntry(entry, before);
+    if (!parseOk)
+        return false;
+    NextToken();
+    return true;
+}
+
+void CMdlFileParser::OnEntry(Entry& entry, const std::string& before)
+{
+    switch (pass_) {
+        case Pass::kFill: {
+            // A new row is four empty cells, then filled. A full table refuses
+            // the cells (and says so); the entry is then not kept.
+            const std::uint32_t first = attributes->Count();
+            for (int column = 0; column < kColumns; ++column)
+                attributes->AddAttribute(kEmptyCell);
+            attributes->SetAttribute(first, entry.name);
+            attributes->SetAttribute(first + 1, std::to_string(entry.kind));
+            attributes->SetAttribute(first + 2, entry.switches);
+            attributes->SetAttribute(first + 3, entry.comment);
+            break;
+        }
+        case Pass::kScan:
+            entries_.push_back(std::move(entry));
+            break;
+        case Pass::kRewrite: {
+            // The second reading must find what the first found; a file
+            // changed in between is not rewritten.
+            if (entryIndex_ >= entries_.size() || entries_[entryIndex_].kind != entry.kind ||
+                entries_[entryIndex_].name != entry.name) {
+                parseOk = false;
+                return;
+            }
+            const std::int64_t claim = claims_[entryIndex_++];
+            if (claim < 0) {
+                // No row for it: the entry stays, in the normal form.
+                WriteAtColumn(before, 0);
+                WriteEntryLine(entry.name, entry.switches, entry.comment);
+                return;
+            }
+            const auto row = static_cast<std::uint32_t>(claim);
+            rowDone_[row] = true;
+            const std::string* switches = RowCell(row, 2);
+            if (switches && *switches == kDeleteMark) {
+                // The entry goes with its line; only a line shared with
+                // "{ TASK" keeps its end.
+                if (outputColumn >= 0)
+                    WriteAtColumn("\n", 0);
+                return;
+            }
+            // An empty cell keeps what the file has.
+            const std::string* name = RowCell(row, 0);
+            const std::string* comment = RowCell(row, 3);
+            WriteAtColumn(before, 0);
+            WriteEntryLine(IsEmptyCell(name) ? entry.name : *name,
+                           IsEmptyCell(switches) ? entry.switches : *switches,
+                           IsEmptyCell(comment) ? entry.comment : *comment);
+            break;
+        }
+    }
+}
+
+void CMdlFileParser::WriteEntryLine(std::string_view name, std::string_view switches,
+                                    std::string_view comment)
+{
+    WriteAtColumn(name, 0);
+    WriteAtColumn(switches, 0);
+    const std::string_view text = TrimCommentEnd(comment);
+    if (!text.empty())
+        WriteAtColumn("; " + std::string(text), kCommentColumn);
+    WriteAtColumn("\n", 0);
+}
+
+const std::string* CMdlFileParser::RowCell(std::uint32_t row, int column) const
+{
+    if (column < 0 || static_cast<std::uint32_t>(column) >= attributes->columns)
+        return nullptr;
+    return attributes->GetAttribute(static_cast<int>(row), column);
+}
+
+int CMdlFileParser::RowKind(std::uint32_t row) const
+{
+    const std::string* cell = RowCell(row, 1);
+    return cell ? LeadingNumber(*cell) : 0;
+}
+
+std::uint32_t CMdlFileParser::TableRows() const
+{
+    if (attributes->columns == 0)
+        return 0;
+    return std::min<std::uint32_t>(attributes->rows, attributes->Count() / attributes->columns);
+}
+
+void CMdlFileParser::Update()
+{
+    // First pass: the entries of the file, so that each claims its row before
+    // anything is written (a row matched by an entry of a later section of the
+    // same kind must not also go to the end of the first one).
+    pass_ = Pass::kScan;
+    SkipToPosition(0);
+    if (lineNumber != 1) {
+        parseOk = false;  // the file could not be read again
+        return;
+    }
+    if (!ParseFile())
+        return;
+    ClaimRows();
+
+    pass_ = Pass::kRewrite;
+    sectionSeen_.fill(false);
+    entryIndex_ = 0;
+    SkipToPosition(0);
+    if (lineNumber != 1) {
+        parseOk = false;
+        return;
+    }
+    if (!ParseFile())
+        return;
+    CopyFromStop();
+    CompactTable();
+}
+
+void CMdlFileParser::ClaimRows()
+{
+    // Rows by (kind, bare name); each key's rows in table order, the first not
+    // yet claimed at `next`.
+    struct Queue {
+        std::vector<std::uint32_t> rows;
+        std::size_t next = 0;
+    };
+    const std::uint32_t rows = TableRows();
+    rowDone_.assign(rows, false);
+    std::unordered_map<std::string, Queue> byName;
+    byName.reserve(rows);
+    for (std::uint32_t row = 0; row < rows; ++row) {
+        const int kind = RowKind(row);
+        const std::string* name = RowCell(row, 0);
+        if (kind < 1 || kind > 9 || !name)
+            continue;
+        byName[MatchKey(kind, *name)].rows.push_back(row);
+    }
+    std::vector<bool> claimed(rows, false);
+    claims_.assign(entries_.size(), -1);
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+        auto found = byName.find(MatchKey(entries_[i].kind, entries_[i].name));
+        if (found == byName.end() || found->second.next >= found->second.rows.size())
+            continue;
+        const std::uint32_t row = found->second.rows[found->second.next++];
+        claims_[i] = row;
+        claimed[row] = true;
+    }
+    for (std::uint32_t row = 0; row < rows; ++row) {
+        const int section = SectionOfKind(RowKind(row));
+        if (section >= 0 && !claimed[row])
+            unclaimed_[section].push_back(row);
+    }
+}
+
+bool CMdlFileParser::WriteUnclaimedRows(int section)
+{
+    bool wrote = false;
+    for (std::uint32_t row : unclaimed_[section]) {
+        rowDone_[row] = true;
+        const std::string* switches = RowCell(row, 2);
+        if (switches && *switches == kDeleteMark)
+            continue;  // a new row that is to be deleted is simply dropped
+        if (!wrote && outputColumn >= 0)
+            WriteAtColumn("\n", 0);  // "{ TASK }" on one line: the rows go between
+        wrote = true;
+        WriteEntryLine(TableValue(RowCell(row, 0)), TableValue(switches),
+                       TableValue(RowCell(row, 3)));
+    }
+    unclaimed_[section].clear();
+    return wrote;
+}
+
+void CMdlFileParser::CopyFromStop()
+{
+    // The file ended early at a stray token, or at its end: what follows is
+    // the user's and goes out unchanged.
+    if (outputColumn < 0) {
+        CopyCurrentLine();
+    } else {
+        std::string rest = skippedSpace;
+        if (tokenStart_ < lineBuffer.size())
+            rest.append(lineBuffer, tokenStart_, std::string::npos);
+        if (!rest.empty())
+            WriteAtColumn(rest, 0);
+    }
+    CopyRest();
+}
+
+void CMdlFileParser::WriteFromTable()
+{
+    const std::uint32_t rows = TableRows();
+    rowDone_.assign(rows, false);
+    for (std::size_t section = 0; section < kSections.size(); ++section) {
+        WriteAtColumn("{ " + std::string(kSections[section].keyword) + "\n", 0);
+        for (std::uint32_t row = 0; row < rows; ++row) {
+            if (SectionOfKind(RowKind(row)) != static_cast<int>(section))
+                continue;
+            rowDone_[row] = true;
+            const std::string* switches = RowCell(row, 2);
+            if (switches && *switches == kDeleteMark)
+                continue;
+            WriteEntryLine(TableValue(RowCell(row, 0)), TableValue(switches),
+                           TableValue(RowCell(row, 3)));
+        }
+        WriteAtColumn("}\n", 0);
+    }
+    CompactTable();
+}
+
+void CMdlFileParser::CompactTable()
+{
+    const std::uint32_t rows = TableRows();
+    if (std::find(rowDone_.begin(), rowDone_.end(), true) == rowDone_.end())
+        return;
+    const std::uint32_t columns = attributes->columns;
+    std::vector<std::string> kept;
+    std::uint32_t keptRows = 0;
+    for (std::uint32_t row = 0; row < rows; ++row) {
+        if (row < rowDone_.size() && rowDone_[row])
+            continue;
+        ++keptRows;
+        for (std::uint32_t column = 0; column < columns; ++column)
+            kept.push_back(
+                *attributes->GetAttribute(static_cast<int>(row), static_cast<int>(column)));
+    }
+    // Cells after the last whole row stay where they are.
+    for (std::uint32_t index = rows * columns; index < attributes->Count(); ++index)
+        kept.push_back(*attributes->GetAttribute(static_cast<int>(index), -1));
+    const std::uint32_t removed = rows - keptRows;
+    attributes->RemoveAll();
+    for (const std::string& cell : kept)
+        attributes->AddAttribute(cell);
+    attributes->rows -= removed;
+}
+
+}  // namespace tolvik

@@ -1,0 +1,95 @@
+// CMdlFileParser: model files, the list of a model's task, data-package and
+// text files in "{ TASK", "{ DPAC" and "{ TEXT" sections. Read mode gives one
+// four-column row per entry (name, kind code, switches, comment). Update mode
+// rewrites the file from the caller's table while keeping the file's order and
+// layout; write mode writes a new file from the table alone.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "../textfile/SourceParser.h"
+
+namespace tolvik {
+
+class CMdlFileParser : public CSourceParser {
+public:
+    // Columns of a model-file table.
+    static constexpr int kColumns = 4;
+
+    CMdlFileParser(std::string_view fileName, int mode);
+
+    bool Run(std::unique_ptr<CAttributeList>& list, std::string& errorText) override;
+
+    // The kind code of a name found in the section whose source kind is
+    // `sectionKind` (1, 2 or 6); `name` gains the default extension when it
+    // has none.
+    static int KindOfEntry(int sectionKind, std::string& name);
+    // The file-name part of `name` without its last extension, upper-cased:
+    // what an entry and a row are matched by.
+    static std::string BareName(std::string_view name);
+    // The section (0 TASK, 1 DPAC, 2 TEXT) a kind code is written in, or -1.
+    static int SectionOfKind(int kind);
+
+private:
+    // What a pass over the file does with the entries it finds.
+    enum class Pass { kFill, kScan, kRewrite };
+
+    // One entry line with a name, as the file has it.
+    struct Entry {
+        int kind = 0;
+        std::string name;  // default extension included
+        std::string switches;
+        std::string comment;
+    };
+
+    void SetClasses();
+    void NextToken();
+    // The whole file; false at a syntax error.
+    bool ParseFile();
+    bool ParseSection();
+    bool ParseEntry(int sectionKind);
+    // A comment (top level or between entries) and the line end after it.
+    bool ParseCommentLine();
+    // `before`: the white space kept before an entry that shares its line.
+    void OnEntry(Entry& entry, const std::string& before);
+
+    // Update mode.
+    void Update();
+    void ClaimRows();
+    // Rows of `section` that no entry claimed; true when any was written.
+    bool WriteUnclaimedRows(int section);
+    void CopyFromStop();
+    // Write mode.
+    void WriteFromTable();
+
+    // Writes one entry line: name, switches, "; " + comment at column 25.
+    void WriteEntryLine(std::string_view name, std::string_view switches, std::string_view comment);
+    // The row's cell, or null when the table has no such cell.
+    const std::string* RowCell(std::uint32_t row, int column) const;
+    int RowKind(std::uint32_t row) const;
+    std::uint32_t TableRows() const;
+    // Removes every row marked written, keeping the others in their order.
+    void CompactTable();
+
+    Pass pass_ = Pass::kFill;
+    // Where the current token starts in the line buffer.
+    std::size_t tokenStart_ = 0;
+    // Read mode: the row being filled.
+    std::uint32_t nextRow_ = 0;
+    // Update mode: the entries of the file in order, the row each claimed
+    // (-1: none), and how many the rewriting pass has reached.
+    std::vector<Entry> entries_;
+    std::vector<std::int64_t> claims_;
+    std::size_t entryIndex_ = 0;
+    // Rows written (or dropped) by this run.
+    std::vector<bool> rowDone_;
+    std::array<bool, 3> sectionSeen_{};
+    // Unclaimed rows of each section, in table order.
+    std::array<std::vector<std::uint32_t>, 3> unclaimed_;
+};
+
+}  // namespace tolvik
