@@ -1,0 +1,429 @@
+// tolvik32.hpp - a header-only C++ interface over tolvik32.h.
+//
+// Tables are RAII objects that close their handle; an empty cell is an empty
+// std::optional; a failed call throws tolvik32::Error, which decodes the
+// library's error record. Everything here calls the C interface only, so a
+// host may use this header with the DLL or the shared library as shipped.
+//
+//     tolvik32::Table model = tolvik32::ReadModel("PLANT.MDL");
+//     for (std::size_t r = 0; r < model.Rows(); ++r)
+//         std::cout << model.Get(r, 0).value_or("") << '\n';
+//     model.Set(0, 3, "main loop");
+//     tolvik32::UpdateModel("PLANT.MDL", std::move(model));
+#ifndef TOLVIK32_HPP
+#define TOLVIK32_HPP
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <limits>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "tolvik32.h"
+
+namespace tolvik32 {
+
+// The cell text that asks a write-back to remove an entry or an attribute.
+inline constexpr std::string_view kDeleteMark{"\x08", 1};
+
+// The error record's codes.
+enum class ErrorCode : int {
+    kNone = 0,
+    kContent = 2,          // the file's content does not parse, or a write-back failed
+    kNotAccessible = 3,    // the file exists but may not be read or written
+    kMissing = 4,          // the file does not exist
+    kWrongKind = 5,        // a program header of another kind of module
+    kNoRequest = 101,      // a profile selection without a request table
+    kInvalidArgument = -1  // refused by this wrapper before the library was called
+};
+
+// A failed call: the decoded error record. what() is the rendered message,
+// "FILE:LINE: expected X, found Y" for a content error.
+class Error : public std::runtime_error {
+public:
+    Error(ErrorCode code, std::string file, std::vector<std::string> expected, std::string token,
+          long line, std::string record)
+        : std::runtime_error(Render(code, file, expected, token, line)),
+          code_(code),
+          file_(std::move(file)),
+          expected_(std::move(expected)),
+          token_(std::move(token)),
+          line_(line),
+          record_(std::move(record))
+    {
+    }
+
+    // A failure the wrapper finds itself (no record).
+    static Error Invalid(std::string message)
+    {
+        return Error(ErrorCode::kInvalidArgument, std::move(message), {}, {}, 0, {});
+    }
+
+    // Decodes a record "code SUB arg1 SUB arg2 SUB arg3 SUB arg4 SUB". A content
+    // error's first argument is itself "file SUB expected... SUB token SUB line
+    // SUB"; a stub's is "stub in file" followed by the inner message, whose
+    // file name is empty (the stub is parsed in memory).
+    static Error FromRecord(std::string_view record)
+    {
+        std::vector<std::string> parts;
+        std::size_t start = 0;
+        for (std::size_t i = 0; i < record.size(); ++i) {
+            if (record[i] == TOLVIK_SEPARATOR) {
+                parts.emplace_back(record.substr(start, i - start));
+                start = i + 1;
+            }
+        }
+        if (start < record.size())
+            parts.emplace_back(record.substr(start));
+        while (parts.size() > 1 && parts.back().empty())
+            parts.pop_back();
+
+        const int number = parts.empty() ? 0 : std::atoi(parts[0].c_str());
+        const auto code = static_cast<ErrorCode>(number);
+        std::vector<std::string> args(parts.begin() + (parts.empty() ? 0 : 1), parts.end());
+
+        std::string file = args.empty() ? std::string() : args[0];
+        std::size_t first = 1;
+        if (args.size() >= 2 && args[1].empty())
+            first = 2;
+        long line = 0;
+        std::string token;
+        std::vector<std::string> expected;
+        if (args.size() >= first + 2 && IsNumber(args.back())) {
+            line = std::strtol(args.back().c_str(), nullptr, 10);
+            token = args[args.size() - 2];
+            expected.assign(args.begin() + static_cast<std::ptrdiff_t>(first), args.end() - 2);
+        } else if (args.size() > first) {
+            expected.assign(args.begin() + static_cast<std::ptrdiff_t>(first), args.end());
+        }
+        return Error(code, std::move(file), std::move(expected), std::move(token), line,
+                     std::string(record));
+    }
+
+    ErrorCode Code() const noexcept { return code_; }
+    // The file (or "stub in file") the error is about.
+    const std::string& File() const noexcept { return file_; }
+    // What the library expected where the error was found.
+    const std::vector<std::string>& Expected() const noexcept { return expected_; }
+    // The text found instead ("\n" for a line end, empty at the end of the file).
+    const std::string& Token() const noexcept { return token_; }
+    // The line of the error, 0 when the record names none.
+    long Line() const noexcept { return line_; }
+    // The record as the library wrote it (empty for Invalid()).
+    const std::string& Record() const noexcept { return record_; }
+
+private:
+    static bool IsNumber(const std::string& text)
+    {
+        return !text.empty() &&
+               std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+    }
+
+    static std::string DescribeToken(const std::string& token)
+    {
+        if (token.empty())
+            return "end of file";
+        if (token == "\n" || token == "\r\n")
+            return "end of line";
+        return '"' + token + '"';
+    }
+
+    static std::string Render(ErrorCode code, const std::string& file,
+                              const std::vector<std::string>& expected, const std::string& token,
+                              long line)
+    {
+        switch (code) {
+            case ErrorCode::kInvalidArgument:
+                return file;
+            case ErrorCode::kMissing:
+                return file + ": file not found";
+            case ErrorCode::kNoRequest:
+                return "a profile selection needs a request table";
+            case ErrorCode::kNone:
+                return file.empty() ? std::string("no error") : file;
+            default:
+                break;
+        }
+        std::string text = file;
+        if (line > 0)
+            text += ':' + std::to_string(line);
+        if (code == ErrorCode::kNotAccessible && expected.empty())
+            return text + ": file not accessible";
+        std::string wanted;
+        for (const std::string& item : expected)
+            wanted += (wanted.empty() ? "" : " | ") + item;
+        if (code == ErrorCode::kWrongKind)
+            text += ": wrong kind of module";
+        if (!wanted.empty())
+            text += ": expected " + wanted;
+        if (line > 0)
+            text += ", found " + DescribeToken(token);
+        if (code == ErrorCode::kNotAccessible)
+            text += " (file not accessible)";
+        return text;
+    }
+
+    ErrorCode code_;
+    std::string file_;
+    std::vector<std::string> expected_;
+    std::string token_;
+    long line_;
+    std::string record_;
+};
+
+namespace detail {
+
+// Room for any record: four arguments, each capped by the library.
+inline constexpr std::size_t kRecordSize = 16384;
+
+inline std::string RecordText(const std::vector<char>& buffer)
+{
+    const auto end = std::find(buffer.begin(), buffer.end(), '\0');
+    return std::string(buffer.begin(), end);
+}
+
+// A buffer for an export's error record; `input` is the number some exports
+// read from it first.
+inline std::vector<char> RecordBuffer(std::string_view input = "0")
+{
+    std::vector<char> buffer(kRecordSize, '\0');
+    std::copy(input.begin(), input.end(), buffer.begin());
+    return buffer;
+}
+
+inline void ThrowUnless(std::int32_t result, const std::vector<char>& record)
+{
+    if (result == 0)
+        throw Error::FromRecord(RecordText(record));
+}
+
+}  // namespace detail
+
+// A table of text cells behind a library handle. Move-only; the handle is
+// closed (discarded) when the table goes out of scope, unless a write-back
+// took it.
+class Table {
+public:
+    Table() = default;
+    // A table of rows x cols empty cells.
+    Table(std::size_t rows, std::size_t cols)
+    {
+        if (rows > std::numeric_limits<std::uint16_t>::max() ||
+            cols > std::numeric_limits<std::uint16_t>::max() || rows * cols > 100000)
+            throw Error::Invalid("a table holds at most 100000 cells");
+        std::uint16_t r = static_cast<std::uint16_t>(rows);
+        std::uint16_t c = static_cast<std::uint16_t>(cols);
+        IntpOpenWrite(&handle_, &r, &c);
+        if (handle_ == 0)
+            throw Error::Invalid("no table could be made");
+        rows_ = rows;
+        cols_ = cols;
+    }
+    // Adopts a handle the library gave out. `longestCell` sizes the buffer for
+    // reading cells when the library said how long they may be.
+    Table(std::uint32_t handle, std::size_t rows, std::size_t cols, std::size_t longestCell = 0)
+        : handle_(handle), rows_(rows), cols_(cols), cellRoom_(std::max(kCellRoom, longestCell + 1))
+    {
+    }
+    Table(const Table&) = delete;
+    Table& operator=(const Table&) = delete;
+    Table(Table&& other) noexcept { *this = std::move(other); }
+    Table& operator=(Table&& other) noexcept
+    {
+        if (this != &other) {
+            Close();
+            handle_ = std::exchange(other.handle_, 0);
+            rows_ = std::exchange(other.rows_, 0);
+            cols_ = std::exchange(other.cols_, 0);
+            cellRoom_ = other.cellRoom_;
+        }
+        return *this;
+    }
+    ~Table() { Close(); }
+
+    explicit operator bool() const noexcept { return handle_ != 0; }
+    std::size_t Rows() const noexcept { return rows_; }
+    std::size_t Columns() const noexcept { return cols_; }
+
+    // The cell's text, or nothing for an empty cell.
+    std::optional<std::string> Get(std::size_t row, std::size_t col) const
+    {
+        CheckCell(row, col);
+        std::uint16_t r = static_cast<std::uint16_t>(row);
+        std::uint16_t c = static_cast<std::uint16_t>(col);
+        std::vector<char> value(cellRoom_, '\0');
+        std::uint16_t length = 0;
+        if (IntpGetAttrValue(const_cast<std::uint32_t*>(&handle_), &r, &c, value.data(), &length) ==
+            0)
+            return std::nullopt;
+        return std::string(value.data());
+    }
+
+    // Sets a cell; nothing empties it. Setting a cell in the row just past the
+    // end adds that row.
+    void Set(std::size_t row, std::size_t col, std::optional<std::string_view> value)
+    {
+        if (row != rows_)
+            CheckCell(row, col);
+        else if (col >= cols_ || row >= std::numeric_limits<std::uint16_t>::max())
+            throw std::out_of_range("tolvik32::Table::Set: cell outside the table");
+        if (value && value->find('\0') != std::string_view::npos)
+            throw Error::Invalid("a cell can not hold a NUL byte");
+        std::string text = value ? std::string(*value) : std::string("...");
+        std::uint16_t r = static_cast<std::uint16_t>(row);
+        std::uint16_t c = static_cast<std::uint16_t>(col);
+        if (IntpSetAttrValue(&handle_, &r, &c, text.data()) == 0)
+            throw std::out_of_range("tolvik32::Table::Set: cell refused");
+        if (row == rows_)
+            ++rows_;
+        cellRoom_ = std::max(cellRoom_, text.size() + 1);
+    }
+
+    // Appends one row of empty cells and returns its index.
+    std::size_t AddRow()
+    {
+        if (cols_ == 0)
+            throw std::out_of_range("tolvik32::Table::AddRow: a table without columns");
+        Set(rows_, 0, std::nullopt);
+        return rows_ - 1;
+    }
+
+    // The whole text of a table that holds a text body (an embedded file).
+    std::string Text() const
+    {
+        std::uint16_t r = 0;
+        std::uint16_t c = 0;
+        std::vector<char> value(cellRoom_, '\0');
+        std::uint16_t length = 0;
+        if (IntpGetAttrValue(const_cast<std::uint32_t*>(&handle_), &r, &c, value.data(), &length) ==
+            0)
+            return std::string();
+        return std::string(value.data());
+    }
+
+    // Hands the handle to a C call that consumes it.
+    std::uint32_t Release() noexcept
+    {
+        rows_ = cols_ = 0;
+        return std::exchange(handle_, 0);
+    }
+    std::uint32_t Handle() const noexcept { return handle_; }
+
+private:
+    void CheckCell(std::size_t row, std::size_t col) const
+    {
+        if (row >= rows_ || col >= cols_)
+            throw std::out_of_range("tolvik32::Table: cell outside the table");
+    }
+    void Close() noexcept
+    {
+        if (handle_ != 0)
+            IntpCloseRead(&handle_);
+        handle_ = 0;
+    }
+
+    std::uint32_t handle_ = 0;
+    std::size_t rows_ = 0;
+    std::size_t cols_ = 0;
+    // Cells read through this wrapper fit in this many bytes: lines of source
+    // text stay far below it; longer texts raise it.
+    static constexpr std::size_t kCellRoom = 65536;
+    std::size_t cellRoom_ = kCellRoom;
+};
+
+namespace detail {
+
+// Runs an open export of the common form (file, handle, rows, cols, ..., err).
+template <typename Call>
+Table Open(Call&& call, std::string_view input = "0")
+{
+    std::uint32_t handle = 0;
+    std::uint16_t rows = 0;
+    std::uint16_t cols = 0;
+    std::vector<char> record = RecordBuffer(input);
+    const std::int32_t result = call(&handle, &rows, &cols, record.data());
+    ThrowUnless(result, record);
+    return Table(handle, rows, cols);
+}
+
+// Runs a close export of the common form (file, handle, ..., err); the
+// table's handle is consumed whatever the outcome.
+template <typename Call>
+void Close(Table&& table, Call&& call, std::string_view input = "0")
+{
+    std::uint32_t handle = table.Release();
+    std::vector<char> record = RecordBuffer(input);
+    const std::int32_t result = call(&handle, record.data());
+    if (handle != 0)
+        IntpCloseRead(&handle);
+    ThrowUnless(result, record);
+}
+
+}  // namespace detail
+
+// Model files: one row per entry, four columns (file, kind code, switches,
+// comment).
+inline Table ReadModel(const std::string& file)
+{
+    return detail::Open([&](std::uint32_t* h, std::uint16_t* r, std::uint16_t* c, char* err) {
+        return IntpOpenReadMDLFile(file.c_str(), h, r, c, err);
+    });
+}
+// Rewrites the model file from the table, keeping its layout.
+inline void UpdateModel(const std::string& file, Table&& table)
+{
+    detail::Close(std::move(table), [&](std::uint32_t* h, char* err) {
+        return IntpCloseUpdateMDLFile(file.c_str(), h, err);
+    });
+}
+// Writes the model file anew from the table alone.
+inline void WriteModel(const std::string& file, Table&& table)
+{
+    detail::Close(std::move(table), [&](std::uint32_t* h, char* err) {
+        return IntpCloseWriteMDLFile(file.c_str(), h, err);
+    });
+}
+
+// Program headers: one row of 15 cells (kind code, Name, options, PLA, ELA,
+// LN, Pages, Cycle, PRI, $BUF, BlkSize, Def_L, Def_X, Def_I, Def_R).
+inline Table ReadHeader(const std::string& file)
+{
+    return detail::Open([&](std::uint32_t* h, std::uint16_t* r, std::uint16_t* c, char* err) {
+        return IntpOpenReadVORLHead(file.c_str(), h, r, c, err);
+    });
+}
+// Rewrites the declaration: a value replaces, an empty cell keeps,
+// kDeleteMark removes.
+inline void UpdateHeader(const std::string& file, Table&& table)
+{
+    detail::Close(std::move(table), [&](std::uint32_t* h, char* err) {
+        return IntpCloseUpdateVORLHead(file.c_str(), h, err);
+    });
+}
+
+// Inserts (or replaces) one declaration in the "{ keyword" block of a file.
+inline void InsertDeclaration(const std::string& file, const std::string& keyword,
+                              const std::string& declaration)
+{
+    std::vector<char> record = detail::RecordBuffer();
+    detail::ThrowUnless(
+        IntpInsertDecl(file.c_str(), keyword.c_str(), declaration.c_str(), record.data()), record);
+}
+// Removes every declaration with that key from the "{ keyword" block.
+inline void RemoveDeclaration(const std::string& file, const std::string& keyword,
+                              const std::string& declaration)
+{
+    std::vector<char> record = detail::RecordBuffer();
+    detail::ThrowUnless(
+        IntpRemoveDecl(file.c_str(), keyword.c_str(), declaration.c_str(), record.data()), record);
+}
+
+}  // namespace tolvik32
+
+#endif  // TOLVIK32_HPP

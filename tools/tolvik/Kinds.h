@@ -1,0 +1,32 @@
+// The file kinds the tool reads and writes back, each a pair of calls of
+// tolvik32.hpp and the options it needs.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tolvik32.hpp"
+
+namespace tool {
+
+// Everything a kind may need besides the file; each kind reads what it uses.
+struct KindOptions {
+    bool write = false;  // model files: write anew instead of updating
+};
+
+struct Kind {
+    std::string name;
+    std::string summary;
+    std::vector<std::string> columns;  // names for the terminal; empty: numbered
+    bool oneRecord = false;            // one row: printed as "name value" lines
+    std::function<tolvik32::Table(const std::string& file, const KindOptions&)> read;
+    std::function<void(const std::string& file, tolvik32::Table&&, const KindOptions&)> apply;
+};
+
+const std::vector<Kind>& Kinds();
+const Kind* FindKind(std::string_view name);
+std::vector<std::string> KindNames();
+
+}  // namespace tool
