@@ -1,0 +1,58 @@
+# Runs the tool once and compares what it did with expected files.
+#   TOOL      the tool
+#   ARGS      its arguments, separated by "|"
+#   DIR       the directory it runs in; with COPY_FROM, a fresh copy of that directory
+#   STATUS    the exit status it must give
+#   EXPECTED  the expected output: stdout, then "--- stderr" and stderr when
+#             there is any
+#   MATCH     instead of EXPECTED: a regular expression the output must match
+#   FILE, FILE_EXPECTED  optional: a file in DIR that must afterwards equal FILE_EXPECTED
+#   UPDATE    when set, writes the expected files instead of comparing
+if(COPY_FROM)
+  file(REMOVE_RECURSE ${DIR})
+  file(COPY ${COPY_FROM}/ DESTINATION ${DIR})
+endif()
+string(REPLACE "|" ";" args "${ARGS}")
+execute_process(COMMAND ${TOOL} ${args} WORKING_DIRECTORY ${DIR}
+                RESULT_VARIABLE status OUTPUT_VARIABLE out ERROR_VARIABLE err)
+set(actual "${out}")
+if(NOT err STREQUAL "")
+  string(APPEND actual "--- stderr\n${err}")
+endif()
+
+if(UPDATE AND NOT MATCH)
+  file(WRITE ${EXPECTED} "${actual}")
+  if(FILE)
+    configure_file(${DIR}/${FILE} ${FILE_EXPECTED} COPYONLY)
+  endif()
+  return()
+endif()
+
+set(failed "")
+if(NOT status STREQUAL STATUS)
+  string(APPEND failed "exit status ${status}, expected ${STATUS}\n")
+endif()
+if(MATCH)
+  if(NOT actual MATCHES "${MATCH}")
+    string(APPEND failed "output does not match ${MATCH}:\n${actual}\n")
+  endif()
+elseif(NOT EXISTS ${EXPECTED})
+  string(APPEND failed "no expected output ${EXPECTED}; this run gave:\n${actual}\n")
+else()
+  file(READ ${EXPECTED} expected)
+endif()
+if(NOT MATCH AND DEFINED expected AND NOT actual STREQUAL expected)
+  file(WRITE ${DIR}/actual-output.txt "${actual}")
+  string(APPEND failed "output differs from ${EXPECTED}:\n${actual}\n")
+endif()
+if(FILE)
+  execute_process(COMMAND ${CMAKE_COMMAND} -E compare_files ${DIR}/${FILE} ${FILE_EXPECTED}
+                  RESULT_VARIABLE differs)
+  if(differs)
+    file(READ ${DIR}/${FILE} content)
+    string(APPEND failed "${FILE} differs from ${FILE_EXPECTED}:\n${content}\n")
+  endif()
+endif()
+if(failed)
+  message(FATAL_ERROR "tolvik ${args}\n${failed}")
+endif()
