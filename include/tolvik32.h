@@ -63,6 +63,23 @@ extern "C" {
  * bytes 4 to 12; bytes 0 to 3 are left as they are. Always -1. */
 TOLVIK_API int32_t TOLVIK_CALL TolvikDLLIDRequest(char* name, uint8_t* info);
 
+/* Reads the task stub `stub` (the "Code" section kept as an embedded file of
+ * `file`) into a table of 4 columns: type letter, name (with "( size )" for an
+ * array), values (joined by ", "; empty when none), comment. On failure the
+ * record is "2", stub + " in " + file, and the inner message. */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadTaskStub(const char* file, uint32_t* handle,
+                                                    uint16_t* rows, uint16_t* cols,
+                                                    const char* stub, char* err);
+
+/* Writes the table back into the task stub `stub` of `file`: matched
+ * declarations are rewritten, declarations the table does not hold are kept,
+ * a row with an empty value column removes its declaration, new rows follow
+ * the section's lines. The stub is replaced where it stands (or inserted after
+ * an embedding point without name). The handle is consumed. On failure "2",
+ * stub + " in " + file, and the inner message or the inner record. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseUpdateTaskStub(const char* file, uint32_t* handle,
+                                                       const char* stub, char* err);
+
 /* A new table of *rows x *cols empty cells. Always -1; *handle is 0 only when no
  * handle could be made. */
 TOLVIK_API int32_t TOLVIK_CALL IntpOpenWrite(uint32_t* handle, uint16_t* rows, uint16_t* cols);
@@ -80,6 +97,26 @@ TOLVIK_API int32_t TOLVIK_CALL IntpSetAttrValue(uint32_t* handle, uint16_t* row,
 
 /* Discards a table; *handle becomes 0. */
 TOLVIK_API int32_t TOLVIK_CALL IntpCloseRead(uint32_t* handle);
+
+/* Inserts `text` as the embedded file `name` after the line "; EmbeddPoint
+ * `point`". On entry `err` holds a decimal number: 2 asks for an existing
+ * embedded file of that name to be replaced where it stands; otherwise an
+ * existing one is kept and the call succeeds without change. CR characters of
+ * `text` are dropped; the file's own line ends are written. */
+TOLVIK_API int32_t TOLVIK_CALL IntpInsertEmbeddedFile(const char* file, const char* point,
+                                                      const char* name, const char* text,
+                                                      char* err);
+
+/* Reads the embedded file `name` of `file`. Success: the text length + 1, a
+ * handle whose text IntpGetAttrValue returns whole (CR LF line ends), and `err`
+ * is not written. Failure: 0, *handle 0 and an error record. */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadEmbeddedFile(const char* file, uint32_t* handle,
+                                                        const char* name, char* err);
+
+/* Removes the embedded file `name` of `file`. A file that does not exist
+ * answers "0" and -1: there is nothing to remove. */
+TOLVIK_API int32_t TOLVIK_CALL IntpRemoveEmbeddedFile(const char* file, const char* name,
+                                                      char* err);
 
 /* Extension: every message box the library would show goes to `hook` instead.
  * A null hook restores the default (a message box on Windows, one line on stderr

@@ -392,8 +392,18 @@ void CSourceFile::CopyRest()
 
 void CSourceFile::CopyCurrentLine()
 {
-    if (copyThrough && (mode == kUpdate || mode == kWrite))
-        WriteRaw(sourceInMemory ? std::string_view(lineBuffer) : std::string_view(rawLine_));
+    if (!copyThrough || (mode != kUpdate && mode != kWrite))
+        return;
+    if (!sourceInMemory) {
+        WriteRaw(rawLine_);
+        return;
+    }
+    // The line was converted to ANSI when it was read; what an in-memory run
+    // produces is in the OEM code page throughout, as WriteText gives it.
+    std::string line = lineBuffer;
+    if (!noConversion)
+        AnsiToOem(line);
+    WriteRaw(line);
 }
 
 void CSourceFile::WriteAtColumn(std::string_view text, int column)
