@@ -1,0 +1,39 @@
+// The stub exports: sections kept as embedded files of a task file.
+#include "../sections/TaskStubParser.h"
+#include "StubFrame.h"
+#include "tolvik32.h"
+
+namespace tolvik {
+namespace {
+
+StubKind TaskStub()
+{
+    return {"{ Code \n",
+            {},
+            {},
+            [](const std::string& text, int mode) -> std::unique_ptr<CSourceParser> {
+                return std::make_unique<CTaskStubParser>(text, true, "", "", mode);
+            }};
+}
+
+}  // namespace
+}  // namespace tolvik
+
+using namespace tolvik;
+
+extern "C" {
+
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadTaskStub(const char* file, uint32_t* handle,
+                                                    uint16_t* rows, uint16_t* cols,
+                                                    const char* stub, char* err)
+{
+    return OpenStubFrame(file, handle, rows, cols, stub, err, TaskStub());
+}
+
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseUpdateTaskStub(const char* file, uint32_t* handle,
+                                                       const char* stub, char* err)
+{
+    return CloseStubFrame(file, handle, stub, err, kUpdate, TaskStub());
+}
+
+}  // extern "C"
