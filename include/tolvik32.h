@@ -63,6 +63,42 @@ extern "C" {
  * bytes 4 to 12; bytes 0 to 3 are left as they are. Always -1. */
 TOLVIK_API int32_t TOLVIK_CALL TolvikDLLIDRequest(char* name, uint8_t* info);
 
+/* Text strings: the "{Strings" section of a file, one row per string with five
+ * cells: name (an array's name followed by "( size )"), index (0 for the first
+ * string, an array counting size + 1), the word after ":", the value, the
+ * comment. `startName` and `endName` select the region: an empty start name
+ * begins after the section's header line, a start name at the "$" line of that
+ * string; an empty end name ends at the section's closing "}" line, an end name
+ * (a pattern; "*" matches every name) at the last "$" line it matches. `err` is
+ * also an input: a decimal number whose bit 0x80 says that `file` is the
+ * section's text itself. */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadTextStrings(char* file, uint32_t* handle, uint16_t* rows,
+                                                       uint16_t* cols, char* startName,
+                                                       char* endName, char* err);
+
+/* Replaces the region that `startName` and `endName` select with the table's
+ * rows; every line outside it is kept as it stands. When neither name is found
+ * the rows are appended to the end of the file's "{Strings" section. Rows that
+ * would not read back (a name with blanks, a comment holding a line end) fail
+ * the write and leave the file as it was. Consumes the handle. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteTextStrings(char* file, uint32_t* handle,
+                                                         char* startName, char* endName, char* err);
+
+/* VPAC variables: the "{ Variables" section, one row per variable with five
+ * cells: type letter (R, I, X, L), name (an array's followed by "( size )"),
+ * address (R counts 3, I 2, X and L 1, times size + 1 for an array), the values
+ * joined by ", ", the comment. Names and `err` as for IntpOpenReadTextStrings,
+ * with the type letters in place of "$". */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadVpacVariables(char* file, uint32_t* handle,
+                                                         uint16_t* rows, uint16_t* cols,
+                                                         char* startName, char* endName, char* err);
+
+/* Writes the table back as for IntpCloseWriteTextStrings; the address is not
+ * written. Consumes the handle. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteVpacVariables(char* file, uint32_t* handle,
+                                                           char* startName, char* endName,
+                                                           char* err);
+
 /* Reads the task stub `stub` (the "Code" section kept as an embedded file of
  * `file`) into a table of 4 columns: type letter, name (with "( size )" for an
  * array), values (joined by ", "; empty when none), comment. On failure the

@@ -4,6 +4,7 @@
 
 #include "../textfile/Charset.h"
 #include "LineTokens.h"
+#include "SectionRowsParser.h"
 
 namespace tolvik {
 
@@ -41,30 +42,6 @@ std::string Blanks(int count)
 
 }  // namespace
 
-bool MatchesNamePattern(std::string_view pattern, std::string_view name)
-{
-    // Iterative match with one backtrack point for the last "*".
-    std::size_t p = 0, n = 0, star = std::string_view::npos, mark = 0;
-    while (n < name.size()) {
-        if (p < pattern.size() &&
-            (pattern[p] == '?' || UpperChar(pattern[p]) == UpperChar(name[n]))) {
-            ++p;
-            ++n;
-        } else if (p < pattern.size() && pattern[p] == '*') {
-            star = p++;
-            mark = n;
-        } else if (star != std::string_view::npos) {
-            p = star + 1;
-            n = ++mark;
-        } else {
-            return false;
-        }
-    }
-    while (p < pattern.size() && pattern[p] == '*')
-        ++p;
-    return p == pattern.size();
-}
-
 CTaskStubParser::CTaskStubParser(std::string_view text, bool inMemory, std::string_view startName,
                                  std::string_view endName, int mode_)
     : CSourceParser(text, inMemory, mode_, false), startName_(startName), endName_(endName)
@@ -81,7 +58,7 @@ bool CTaskStubParser::IsDeclarationLine(std::string_view nameOrPattern, bool pat
     const std::vector<std::string> tokens = LineTokens(lineBuffer, charClass, 2);
     if (tokens.size() < 2 || !IsTypeLetter(tokens[0]))
         return false;
-    return pattern ? MatchesNamePattern(nameOrPattern, tokens[1])
+    return pattern ? MatchesNamePattern(tokens[1], nameOrPattern)
                    : EqualsNoCase(tokens[1], nameOrPattern);
 }
 

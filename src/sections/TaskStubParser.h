@@ -51,8 +51,4 @@ private:
     int pendingEmptyLines_ = 0;
 };
 
-// True when `pattern` ("*" any run of characters, "?" any one) matches `name`,
-// case ignored.
-bool MatchesNamePattern(std::string_view pattern, std::string_view name);
-
 }  // namespace tolvik

@@ -237,14 +237,6 @@ TEST(TaskStub, RegionFromAStartNameToTheLastMatchOfAnEndPattern)
     EXPECT_EQ(Readable(message), "|Z*||8|");
 }
 
-TEST(TaskStub, NamePatterns)
-{
-    EXPECT_TRUE(MatchesNamePattern("*", "ANY"));
-    EXPECT_TRUE(MatchesNamePattern("p?mp*", "PUMP_12"));
-    EXPECT_FALSE(MatchesNamePattern("P*X", "PUMP"));
-    EXPECT_FALSE(MatchesNamePattern("PUMP", "PUMPS"));
-}
-
 TEST(TaskStub, NonAsciiTextSurvivesACycleWithCodePageConversion)
 {
     ASSERT_TRUE(SetCodePages(850, 1252));
