@@ -154,6 +154,31 @@ TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadEmbeddedFile(const char* file, uint32
 TOLVIK_API int32_t TOLVIK_CALL IntpRemoveEmbeddedFile(const char* file, const char* name,
                                                       char* err);
 
+/* VPAC stub: the "Variables" section kept as the embedded file `stub` of
+ * `file`, read into the five columns of IntpOpenReadVpacVariables. A stored
+ * text that begins with its own "{Variables" line is read as it stands, a bare
+ * one is framed as a section. Failures as for IntpOpenReadTaskStub. */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadVpacStub(const char* file, uint32_t* handle,
+                                                    uint16_t* rows, uint16_t* cols,
+                                                    const char* stub, char* err);
+
+/* Writes the table as the VPAC stub's new text, "{Variables\n" + rows + "}\n",
+ * replacing the stored one where it stands. Consumes the handle. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteVpacStub(const char* file, uint32_t* handle,
+                                                      const char* stub, char* err);
+
+/* Text stub: the "Strings" section kept as the embedded file `stub` of `file`,
+ * read into the five columns of IntpOpenReadTextStrings; framing as for the
+ * VPAC stub. */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadTextStub(const char* file, uint32_t* handle,
+                                                    uint16_t* rows, uint16_t* cols,
+                                                    const char* stub, char* err);
+
+/* Writes the table as the text stub's new text, "{Strings\n" + rows + "}\n".
+ * Consumes the handle. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteTextStub(const char* file, uint32_t* handle,
+                                                      const char* stub, char* err);
+
 /* Extension: every message box the library would show goes to `hook` instead.
  * A null hook restores the default (a message box on Windows, one line on stderr
  * elsewhere). */

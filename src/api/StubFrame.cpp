@@ -21,7 +21,7 @@ std::string CopyText(const char* text)
 
 bool StartsWithHeaderLine(const std::string& text, std::string_view word)
 {
-    std::size_t begin = text.find_first_not_of(" \t");
+    const std::size_t begin = text.find_first_not_of(" \t\v\f\r");
     if (word.empty() || begin == std::string::npos || text[begin] != '{')
         return false;
     const std::string firstLine = ToUpper(text.substr(0, text.find('\n')));

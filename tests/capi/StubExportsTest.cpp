@@ -169,4 +169,80 @@ TEST_F(StubExports, CloseThatCannotStoreGivesTheInnerRecord)
               "  R A               = 1\n; EmbeddedFileEnd  \"S\"\n");
 }
 
+// Text and VPAC stubs: written whole, stored with their own header line.
+struct SectionStub {
+    const char* label;
+    int32_t (*open)(const char*, uint32_t*, uint16_t*, uint16_t*, const char*, char*);
+    int32_t (*close)(const char*, uint32_t*, const char*, char*);
+    const char* header;
+    const char* rows[2][5];  // cells set by the host ("" leaves one empty)
+    const char* readBack[2][5];
+};
+
+const SectionStub kSectionStubs[] = {
+    {"Text",
+     IntpOpenReadTextStub,
+     IntpCloseWriteTextStub,
+     "{Strings\n",
+     {{"TITLE", "", "", "Pump station", "shown on top"}, {"NAMES( 2 )", "", "W", "x", ""}},
+     {{"TITLE", "0", "...", "Pump station", "shown on top"}, {"NAMES( 2 )", "1", "W", "x", ""}}},
+    {"Vpac",
+     IntpOpenReadVpacStub,
+     IntpCloseWriteVpacStub,
+     "{Variables\n",
+     {{"R", "LEVEL", "", "0", "metres"}, {"I", "COUNTS( 3 )", "", "1, 2", ""}},
+     {{"R", "LEVEL", "0", "0", "metres"}, {"I", "COUNTS( 3 )", "3", "1, 2", ""}}},
+};
+
+void PrintTo(const SectionStub& kind, std::ostream* out)
+{
+    *out << kind.label;
+}
+
+class SectionStubExports : public StubExports, public ::testing::WithParamInterface<SectionStub> {};
+
+TEST_P(SectionStubExports, WrittenStubReadsBackIntoTheRowsThatWroteIt)
+{
+    const SectionStub& kind = GetParam();
+    WriteFile("MODULE M\n; EmbeddPoint\nBEGIN\n");
+    for (int pass = 0; pass < 2; ++pass) {
+        uint16_t two = 2, five = 5;
+        ASSERT_EQ(IntpOpenWrite(&handle, &two, &five), -1);
+        for (uint16_t row = 0; row < 2; ++row)
+            for (uint16_t col = 0; col < 5; ++col)
+                if (*kind.rows[row][col])
+                    Set(row, col, kind.rows[row][col]);
+        ASSERT_EQ(kind.close(file.c_str(), &handle, "ST", err), -1);
+        EXPECT_EQ(std::string(err), Record("0"));
+    }
+    // The second write replaced the first where it stood.
+    const std::string text = ReadFile();
+    const std::string start = std::string("; EmbeddedFileStart  \"ST\"\n") + kind.header;
+    ASSERT_NE(text.find(start), std::string::npos) << text;
+    EXPECT_EQ(text.find("EmbeddedFileStart", text.find(start) + start.size()), std::string::npos)
+        << text;
+    EXPECT_NE(text.find("}\n; EmbeddedFileEnd  \"ST\"\nBEGIN\n"), std::string::npos) << text;
+
+    ASSERT_EQ(kind.open(file.c_str(), &handle, &rows, &cols, "ST", err), -1) << err;
+    ASSERT_EQ(rows, 2);
+    ASSERT_EQ(cols, 5);
+    for (uint16_t row = 0; row < 2; ++row)
+        for (uint16_t col = 0; col < 5; ++col)
+            EXPECT_EQ(Get(row, col), kind.readBack[row][col]) << row << "," << col;
+}
+
+TEST_P(SectionStubExports, BareStoredTextIsReadAsASection)
+{
+    const SectionStub& kind = GetParam();
+    const std::string line =
+        std::string(kind.label) == "Text" ? "  $ A = \"x\" ; c\n" : "  X A = 1 ; c\n";
+    WriteFile("; EmbeddedFileStart \"ST\"\n" + line + "; EmbeddedFileEnd \"ST\"\n");
+    ASSERT_EQ(kind.open(file.c_str(), &handle, &rows, &cols, "ST", err), -1) << err;
+    EXPECT_EQ(rows, 1);
+    EXPECT_EQ(Get(0, 4), "c");
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, SectionStubExports, ::testing::ValuesIn(kSectionStubs),
+                         [](const auto& info) { return std::string(info.param.label); });
+
 }  // namespace
