@@ -62,12 +62,27 @@ bool CTaskStubParser::IsDeclarationLine(std::string_view nameOrPattern, bool pat
                    : EqualsNoCase(tokens[1], nameOrPattern);
 }
 
+void CTaskStubParser::NextLine()
+{
+    previousLineEnded_ = !lineBuffer.empty() && lineBuffer.back() == '\n';
+    ReadLine();
+}
+
+void CTaskStubParser::RegionMissing(const std::string& name)
+{
+    ReportExpected(name);
+    tokenText.clear();
+    // The search ran to the end: on the last line when it has no line end.
+    if (endOfInput && !previousLineEnded_ && lineNumber > 1)
+        --lineNumber;
+}
+
 bool CTaskStubParser::FindRegion()
 {
     // Lines are only looked at here; nothing is written while searching.
     copyThrough = false;
     bool found = false;
-    for (; !endOfInput; ReadLine()) {
+    for (; !endOfInput; NextLine()) {
         if (startName_.empty()) {
             if (LineContains("{", "Code")) {
                 const std::vector<std::string> tokens = LineTokens(lineBuffer, charClass, 1);
@@ -83,20 +98,18 @@ bool CTaskStubParser::FindRegion()
         }
     }
     if (!found) {
-        ReportExpected(startName_);
-        tokenText.clear();
+        RegionMissing(startName_);
         return false;
     }
     if (!endName_.empty()) {
         const std::uint64_t start = lineStartPosition;
         const std::string preselect = endName_.substr(0, endName_.size() - 1);
         endLine_ = 0;
-        for (; !endOfInput; ReadLine())
+        for (; !endOfInput; NextLine())
             if (LineContains(preselect) && IsDeclarationLine(endName_, true))
                 endLine_ = lineNumber;
         if (endLine_ == 0) {
-            ReportExpected(endName_);
-            tokenText.clear();
+            RegionMissing(endName_);
             return false;
         }
         SkipToPosition(start);

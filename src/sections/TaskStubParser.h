@@ -32,6 +32,9 @@ public:
 
 private:
     bool FindRegion();
+    void NextLine();
+    // The region's start or end line was not found.
+    void RegionMissing(const std::string& name);
     bool IsDeclarationLine(std::string_view nameOrPattern, bool pattern);
     void ParseRegion();
     void ParseDeclaration();
@@ -49,6 +52,7 @@ private:
     // Update mode: empty lines read but not written yet (the wrapper's line end
     // before its "}" is not part of the section).
     int pendingEmptyLines_ = 0;
+    bool previousLineEnded_ = true;
 };
 
 }  // namespace tolvik

@@ -172,8 +172,8 @@ TEST_F(StubExports, CloseThatCannotStoreGivesTheInnerRecord)
 // Text and VPAC stubs: written whole, stored with their own header line.
 struct SectionStub {
     const char* label;
-    int32_t (*open)(const char*, uint32_t*, uint16_t*, uint16_t*, const char*, char*);
-    int32_t (*close)(const char*, uint32_t*, const char*, char*);
+    int32_t(TOLVIK_CALL* open)(const char*, uint32_t*, uint16_t*, uint16_t*, const char*, char*);
+    int32_t(TOLVIK_CALL* close)(const char*, uint32_t*, const char*, char*);
     const char* header;
     const char* rows[2][5];  // cells set by the host ("" leaves one empty)
     const char* readBack[2][5];
