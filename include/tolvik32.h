@@ -63,6 +63,23 @@ extern "C" {
  * bytes 4 to 12; bytes 0 to 3 are left as they are. Always -1. */
 TOLVIK_API int32_t TOLVIK_CALL TolvikDLLIDRequest(char* name, uint8_t* info);
 
+/* BPAC values: reads the "{ Values" block of `file` into a table of k + 2
+ * columns for k declared columns. Row 0: "No", the type letters, the header
+ * comment; row 1: "No", the column names ("E1"... when none is given), the header
+ * comment; then one row per value line: its identifier (empty cell without "#"),
+ * its values (empty cells for values the line does not reach), its comment.
+ * On success -1, a new handle and its counts; otherwise 0, handle and counts 0.
+ * Error record: "0"; "4"/"3" + file; "2"/"3" + message. */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadBPACValues(const char* file, uint32_t* handle,
+                                                      uint16_t* rows, uint16_t* cols, char* err);
+
+/* BPAC values: writes the table as a freshly laid-out values block in place of
+ * the file's block; every line before and after the block is kept as it is.
+ * The handle is consumed whatever the outcome; a null handle gives -1 and "0"
+ * and leaves the file untouched. Error record as for IntpOpenReadBPACValues. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseUpdateBPACValues(const char* file, uint32_t* handle,
+                                                         char* err);
+
 /* A new table of *rows x *cols empty cells. Always -1; *handle is 0 only when no
  * handle could be made. */
 TOLVIK_API int32_t TOLVIK_CALL IntpOpenWrite(uint32_t* handle, uint16_t* rows, uint16_t* cols);
