@@ -241,6 +241,15 @@ bool CBpacValuesParser::ReadValueLine()
 {
     const std::size_t columns = columnPositions.size() - 1;
     std::vector<std::string> row(columns + 2, kEmptyCell);
+    // The row's line as it stands (the tokens below may move on to the next
+    // line); a comment holds no values.
+    std::string line = lineBuffer;
+    for (std::size_t i = 0; i < line.size(); ++i) {
+        if (ClassOf(line[i]) == kCommentChar) {
+            line.resize(i);
+            break;
+        }
+    }
     // Where values may start: never inside the row's identifier, however far
     // right it reaches.
     std::size_t valuesFrom = 0;
@@ -253,20 +262,21 @@ bool CBpacValuesParser::ReadValueLine()
             GetToken();
         }
     }
-    // One word of the line is taken for each column; the value itself is the
-    // first word that stands within the column. A comment holds no values.
-    std::string_view values(lineBuffer);
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        if (ClassOf(values[i]) == kCommentChar) {
-            values = values.substr(0, i);
-            break;
-        }
+    // One word of the line is counted for each column; the value itself is the
+    // first word that stands within the column.
+    std::size_t counted = 0;
+    while (counted < columns && tokenKind == kWord) {
+        ++counted;
+        GetToken();
     }
-    for (std::size_t c = 1; c <= columns && tokenKind == kWord; ++c) {
+    for (std::size_t c = 1; c <= columns; ++c) {
         const std::size_t begin = std::max<std::size_t>(columnPositions[c - 1], valuesFrom);
         const std::size_t end = columnPositions[c] - 1u;  // the next ":" or the ")"
-        row[c] = WordInStretch(values, begin, end);
-        GetToken();
+        std::string value = WordInStretch(line, begin, end);
+        // A value that stands in its column is never lost, even when an empty
+        // column before it left the line with fewer words than columns.
+        if (c <= counted || !value.empty())
+            row[c] = std::move(value);
     }
     if (tokenKind == kWord || (tokenKind == kPunctuator && !AtNewline())) {
         // Words beyond the last column, and anything else up to a comment or
