@@ -314,7 +314,19 @@ std::string CBpacValuesParser::WritableCell(std::uint32_t row, std::uint32_t col
     const std::string* cell = TableCell(row, column);
     if (!cell || *cell == kEmptyCell || *cell == kDeleteMark)
         return std::string(empty);
-    return ReplaceChars(*cell, ' ', '\r', '\n');
+    // A line break, a brace or a ";" would end the value line, the block or
+    // the values when the file is read: they are written as blanks.
+    std::string text = ReplaceChars(*cell, ' ', '\r', '\n');
+    text = ReplaceChars(text, ' ', '{', '}');
+    return ReplaceChars(text, ' ', ';', ';');
+}
+
+std::string CBpacValuesParser::WritableComment(std::uint32_t row) const
+{
+    const std::string* cell = TableCell(row, ValueColumns() + 1);
+    if (!cell || *cell == kEmptyCell || *cell == kDeleteMark)
+        return {};
+    return CleanComment(*cell);
 }
 
 bool CBpacValuesParser::RowIsRemoved(std::uint32_t row) const
@@ -360,7 +372,7 @@ bool CBpacValuesParser::WriteHeader()
         writtenOffsets_.push_back(writtenOffsets_.back() + widths[c - 1] + 1);
     }
     line += ") ";
-    const std::string comment = CleanComment(WritableCell(0, columns + 1, ""));
+    const std::string comment = WritableComment(0);
     if (!comment.empty())
         line += "; " + comment;
     line += "\n\n";
@@ -391,7 +403,7 @@ bool CBpacValuesParser::WriteRows()
                 line.append(start - line.size(), ' ');
             line += value;
         }
-        const std::string comment = CleanComment(WritableCell(r, columns + 1, ""));
+        const std::string comment = WritableComment(r);
         if (!comment.empty())
             line += "  ; " + comment;
         line += '\n';

@@ -55,9 +55,11 @@ private:
     std::uint32_t ValueColumns() const;
     // The table's cell, or null when the table has no such cell.
     const std::string* TableCell(std::uint32_t row, std::uint32_t column) const;
-    // The cell as text to write: CR and LF become blanks, an empty cell (or a
-    // missing one) gives `empty`.
+    // The cell as text to write: the characters that would end it when read
+    // become blanks; an empty cell (or a missing one) gives `empty`.
     std::string WritableCell(std::uint32_t row, std::uint32_t column, std::string_view empty) const;
+    // The row's comment as it is written: on one line, without trailing blanks.
+    std::string WritableComment(std::uint32_t row) const;
     bool RowIsRemoved(std::uint32_t row) const;
 
     // Update mode: where the ":" after each column (or the closing ")") stands

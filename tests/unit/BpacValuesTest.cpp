@@ -166,3 +166,170 @@ INSTANTIATE_TEST_SUITE_P(Cases, BpacGolden, ::testing::ValuesIn(CaseNames()),
                          });
 
 }  // namespace
+
+namespace {
+
+// Reads `content` as a values file; the table, or null with `message` set.
+std::unique_ptr<CAttributeList> ReadTable(TempDir& dir, const std::string& content,
+                                          std::string* message = nullptr)
+{
+    dir.Write(kFileName, content);
+    std::unique_ptr<CAttributeList> table;
+    const Outcome outcome = RunParser(kFileName, kRead, table);
+    if (message)
+        *message = ShowMessage(outcome.message);
+    return table;
+}
+
+std::string Cell(const CAttributeList& table, int row, int column)
+{
+    const std::string* cell = table.GetAttribute(row, column);
+    return cell ? *cell : "<none>";
+}
+
+const std::string kBlock = "{ Values\n( No :L Speed )\n  #1      5\n}\n";
+
+TEST(BpacValues, UpdateKeepsTheLinesAfterTheValuesBlock)
+{
+    TempDir dir;
+    const std::string before = "; first\tline \xe4\nPUMP.DPE\r\n";
+    const std::string after = "} ; not the block's\n\tEND\r\n" + std::string(1500, 'z') + "\nlast";
+    auto table = ReadTable(dir, before + kBlock + after);
+    ASSERT_NE(table, nullptr);
+    table->SetAttribute(2 * 3 + 1, "42");
+    ASSERT_TRUE(RunParser(kFileName, kUpdate, table).ok);
+    const std::string output = dir.Read(kFileName);
+    EXPECT_EQ(output,
+              before + "{ Values \n\n( No     :L Speed) \n\n  #1           42\n\n}\n" + after);
+}
+
+TEST(BpacValues, UpdateWithoutAClosingLineEndsTheFileWithTheNewBlock)
+{
+    TempDir dir;
+    dir.Write(kFileName, "keep\n{ Values\n( No :L Speed )\n  #1 5\nold rest\n");
+    auto table = ReadTable(dir, "{ Values\n( No :L Speed )\n  #1      7\n}\n");
+    ASSERT_NE(table, nullptr);
+    dir.Write(kFileName, "keep\n{ Values\n( No :L Speed )\n  #1 5\nold rest\n");
+    ASSERT_TRUE(RunParser(kFileName, kUpdate, table).ok);
+    EXPECT_EQ(dir.Read(kFileName),
+              "keep\n{ Values \n\n( No     :L Speed) \n\n  #1            7\n\n}\n");
+}
+
+TEST(BpacValues, ACommentThatMentionsTheBlockIsCopiedNotTakenForIt)
+{
+    TempDir dir;
+    const std::string before = "; the { Values block follows\n";
+    auto table = ReadTable(dir, before + kBlock);
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(Cell(*table, 2, 1), "5");
+    ASSERT_TRUE(RunParser(kFileName, kUpdate, table).ok);
+    EXPECT_EQ(dir.Read(kFileName).substr(0, before.size() + 9), before + "{ Values ");
+}
+
+TEST(BpacValues, FailedUpdateLeavesTheFileAsItWasAndNoTemporaryFile)
+{
+    for (const std::string content : {"no block\n{ Params\n}\n", "{ Valuesx\n( No :L A )\n}\n"}) {
+        TempDir dir;
+        dir.Write(kFileName, content);
+        auto table = ReadTable(dir, kBlock);
+        ASSERT_NE(table, nullptr);
+        dir.Write(kFileName, content);
+        const Outcome outcome = RunParser(kFileName, kUpdate, table);
+        EXPECT_FALSE(outcome.ok);
+        EXPECT_EQ(outcome.message.rfind(std::string(kFileName) + "\x1a", 0), 0u)
+            << "the message starts with the file name";
+        EXPECT_EQ(dir.Read(kFileName), content);
+        EXPECT_EQ(dir.Files(), std::vector<std::string>{kFileName});
+    }
+}
+
+TEST(BpacValues, ErrorAtTheEndOfTheFileCountsTheLineAfterItsLastLineEnd)
+{
+    TempDir dir;
+    std::string message;
+    EXPECT_EQ(ReadTable(dir, "{ Values\n( No :L A )\n", &message), nullptr);
+    EXPECT_EQ(message, "values.bpe|} ||3|");
+    EXPECT_EQ(ReadTable(dir, "{ Values\n( No :L A )", &message), nullptr);
+    EXPECT_EQ(message, "values.bpe|} ||2|");
+}
+
+TEST(BpacValues, CommentsLoseOneLeadingBlankAndSurviveUpdates)
+{
+    TempDir dir;
+    auto table = ReadTable(dir, "{ Values\n( No :L A ) ;  header\n  #1  5 ;row\n  #2  6 ; x \n}\n");
+    ASSERT_NE(table, nullptr);
+    EXPECT_EQ(Cell(*table, 0, 2), " header");
+    EXPECT_EQ(Cell(*table, 2, 2), "row");
+    EXPECT_EQ(Cell(*table, 3, 2), "x ");
+    table->SetAttribute(3 * 3 + 2, "two\r\nlines  ");
+    ASSERT_TRUE(RunParser(kFileName, kUpdate, table).ok);
+    EXPECT_EQ(dir.Read(kFileName),
+              "{ Values \n\n( No     :L A) ;  header\n\n"
+              "  #1        5  ; row\n  #2        6  ; two  lines\n\n}\n");
+    auto again = ReadTable(dir, dir.Read(kFileName));
+    ASSERT_NE(again, nullptr);
+    EXPECT_EQ(Cell(*again, 0, 2), " header");
+    EXPECT_EQ(Cell(*again, 3, 2), "two  lines");
+}
+
+TEST(BpacValues, MissingCommentIsEmptyTextAndALineWithoutHashHasNoIdentifier)
+{
+    TempDir dir;
+    auto table = ReadTable(dir, "{ Values\n( No :L A :L B )\n        1  2 3 4\n}\n");
+    ASSERT_NE(table, nullptr);
+    ASSERT_EQ(table->rows, 3u);
+    ASSERT_EQ(table->columns, 4u);
+    EXPECT_EQ(Cell(*table, 0, 3), "");
+    EXPECT_EQ(Cell(*table, 1, 3), "");
+    EXPECT_EQ(Cell(*table, 2, 0), kEmptyCell);
+    EXPECT_EQ(Cell(*table, 2, 1), "1");
+    EXPECT_EQ(Cell(*table, 2, 2), "2");
+    EXPECT_EQ(Cell(*table, 2, 3), "");  // the words beyond the last column are not kept
+}
+
+TEST(BpacValues, TabsCountToTheNextTabStopButTheFirstLineKeepsItsTabs)
+{
+    TempDir dir;
+    // Header: ":" at 8 and 16, ")" at 24.
+    auto table = ReadTable(dir, "{\tValues\n(\t:L A\t:L B\t)\n\t  1\t  2\n\t\t  3\n}\n");
+    ASSERT_NE(table, nullptr);
+    ASSERT_EQ(table->rows, 4u);
+    EXPECT_EQ(Cell(*table, 2, 1), "1");
+    EXPECT_EQ(Cell(*table, 2, 2), "2");
+    EXPECT_EQ(Cell(*table, 3, 1), "");
+    EXPECT_EQ(Cell(*table, 3, 2), "3");
+    ASSERT_TRUE(RunParser(kFileName, kUpdate, table).ok);
+    EXPECT_EQ(dir.Read(kFileName),
+              "{ Values \n\n( No     :L A:L B) \n\n            1   2\n"
+              "                3\n\n}\n");
+}
+
+TEST(BpacValues, AWiderValueWidensItsColumnAndReadsBack)
+{
+    TempDir dir;
+    auto table = ReadTable(dir, kBlock);
+    ASSERT_NE(table, nullptr);
+    table->SetAttribute(2 * 3 + 1, "1234567890.5");
+    ASSERT_TRUE(RunParser(kFileName, kUpdate, table).ok);
+    EXPECT_EQ(dir.Read(kFileName),
+              "{ Values \n\n( No     :L Speed     ) \n\n  #1      1234567890.5\n\n}\n");
+    auto again = ReadTable(dir, dir.Read(kFileName));
+    ASSERT_NE(again, nullptr);
+    EXPECT_EQ(Cell(*again, 2, 1), "1234567890.5");
+}
+
+TEST(BpacValues, AValueCannotEndTheBlockOrStartAComment)
+{
+    TempDir dir;
+    const std::string after = "after\n";
+    auto table = ReadTable(dir, kBlock + after);
+    ASSERT_NE(table, nullptr);
+    table->SetAttribute(2 * 3 + 0, kEmptyCell);
+    table->SetAttribute(2 * 3 + 1, "}\n5;");
+    ASSERT_TRUE(RunParser(kFileName, kUpdate, table).ok);
+    ASSERT_TRUE(RunParser(kFileName, kUpdate, table).ok);
+    const std::string output = dir.Read(kFileName);
+    EXPECT_EQ(output, "{ Values \n\n( No     :L Speed) \n\n               5 \n\n}\n" + after);
+}
+
+}  // namespace
