@@ -203,18 +203,6 @@ TEST(BpacValues, UpdateKeepsTheLinesAfterTheValuesBlock)
               before + "{ Values \n\n( No     :L Speed) \n\n  #1           42\n\n}\n" + after);
 }
 
-TEST(BpacValues, UpdateWithoutAClosingLineEndsTheFileWithTheNewBlock)
-{
-    TempDir dir;
-    dir.Write(kFileName, "keep\n{ Values\n( No :L Speed )\n  #1 5\nold rest\n");
-    auto table = ReadTable(dir, "{ Values\n( No :L Speed )\n  #1      7\n}\n");
-    ASSERT_NE(table, nullptr);
-    dir.Write(kFileName, "keep\n{ Values\n( No :L Speed )\n  #1 5\nold rest\n");
-    ASSERT_TRUE(RunParser(kFileName, kUpdate, table).ok);
-    EXPECT_EQ(dir.Read(kFileName),
-              "keep\n{ Values \n\n( No     :L Speed) \n\n  #1            7\n\n}\n");
-}
-
 TEST(BpacValues, ACommentThatMentionsTheBlockIsCopiedNotTakenForIt)
 {
     TempDir dir;
@@ -241,16 +229,6 @@ TEST(BpacValues, FailedUpdateLeavesTheFileAsItWasAndNoTemporaryFile)
         EXPECT_EQ(dir.Read(kFileName), content);
         EXPECT_EQ(dir.Files(), std::vector<std::string>{kFileName});
     }
-}
-
-TEST(BpacValues, ErrorAtTheEndOfTheFileCountsTheLineAfterItsLastLineEnd)
-{
-    TempDir dir;
-    std::string message;
-    EXPECT_EQ(ReadTable(dir, "{ Values\n( No :L A )\n", &message), nullptr);
-    EXPECT_EQ(message, "values.bpe|} ||3|");
-    EXPECT_EQ(ReadTable(dir, "{ Values\n( No :L A )", &message), nullptr);
-    EXPECT_EQ(message, "values.bpe|} ||2|");
 }
 
 TEST(BpacValues, CommentsLoseOneLeadingBlankAndSurviveUpdates)
