@@ -329,6 +329,20 @@ std::string CBpacValuesParser::WritableComment(std::uint32_t row) const
     return CleanComment(*cell);
 }
 
+std::string CBpacValuesParser::WritableId(std::uint32_t row) const
+{
+    // An identifier is one word: any other character in it is written as "_".
+    // An empty one is written as none, since the first value would otherwise
+    // be read as the identifier.
+    std::string id = WritableCell(row, 0, "");
+    if (std::all_of(id.begin(), id.end(), [this](char c) { return ClassOf(c) == kSpaceChar; }))
+        return {};
+    for (char& c : id)
+        if (ClassOf(c) != kWordChar)
+            c = '_';
+    return id;
+}
+
 bool CBpacValuesParser::RowIsRemoved(std::uint32_t row) const
 {
     const std::string* id = TableCell(row, 0);
@@ -351,10 +365,10 @@ bool CBpacValuesParser::WriteHeader()
         // that its value still stands apart from the identifier and within the
         // column, and reads back as written.
         for (std::uint32_t r = 2; r < rows; ++r) {
-            const std::string* id = TableCell(r, 0);
-            if (!id || *id == kEmptyCell || RowIsRemoved(r))
+            const std::string id = WritableId(r);
+            if (id.empty() || RowIsRemoved(r))
                 continue;
-            const std::size_t idEnd = kRowIdLead.size() + WritableCell(r, 0, "").size();
+            const std::size_t idEnd = kRowIdLead.size() + id.size();
             const std::size_t value = WritableCell(r, 1, "").size();
             const std::size_t needed = value > 0 ? idEnd + 1 + value : idEnd;
             const std::size_t firstEnd = kHeaderLead.size() + 1 + widths[0];
@@ -390,13 +404,26 @@ bool CBpacValuesParser::WriteRows()
         if (RowIsRemoved(r))
             continue;
         std::string line;
-        const std::string* id = TableCell(r, 0);
-        if (id && *id != kEmptyCell)
-            line = std::string(kRowIdLead) + WritableCell(r, 0, "");
+        const std::string id = WritableId(r);
+        if (!id.empty())
+            line = std::string(kRowIdLead) + id;
+        bool lineStarted = !id.empty();
         for (std::uint32_t c = 1; c <= columns; ++c) {
             // Right-aligned to end just before the next column's ":"; a value
             // too long for that pushes the rest of the line right.
-            const std::string value = WritableCell(r, c, "");
+            std::string value = WritableCell(r, c, "");
+            if (!lineStarted) {
+                // The first word of a line without identifier must read as a
+                // value, not as "#" or another mark.
+                const auto first = std::find_if(value.begin(), value.end(), [this](char ch) {
+                    return ClassOf(ch) != kSpaceChar;
+                });
+                if (first != value.end()) {
+                    if (ClassOf(*first) != kWordChar)
+                        *first = '_';
+                    lineStarted = true;
+                }
+            }
             const std::size_t end = writtenOffsets_[c];
             const std::size_t start = value.size() < end ? end - value.size() : 0;
             if (line.size() < start)

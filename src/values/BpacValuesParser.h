@@ -60,6 +60,8 @@ private:
     std::string WritableCell(std::uint32_t row, std::uint32_t column, std::string_view empty) const;
     // The row's comment as it is written: on one line, without trailing blanks.
     std::string WritableComment(std::uint32_t row) const;
+    // The row's identifier as it is written, empty for none.
+    std::string WritableId(std::uint32_t row) const;
     bool RowIsRemoved(std::uint32_t row) const;
 
     // Update mode: where the ":" after each column (or the closing ")") stands

@@ -311,3 +311,21 @@ TEST(BpacValues, AValueCannotEndTheBlockOrStartAComment)
 }
 
 }  // namespace
+
+namespace {
+
+TEST(BpacValues, EveryValueReadsBackInItsColumnWhateverTheIdentifier)
+{
+    TempDir dir;
+    dir.Write(kFileName, "{ Values\n}\n");
+    auto table =
+        ParseTable("No|L|L|\nNo|A|B|\n|5|6|\n   |7|8|\na b|9|10|\n...|#1|11|\n...||(12)|\n");
+    ASSERT_TRUE(RunParser(kFileName, kUpdate, table).ok);
+    auto again = ReadTable(dir, dir.Read(kFileName));
+    ASSERT_NE(again, nullptr);
+    EXPECT_EQ(Dump(*again),
+              "No|L|L|\nNo|A|B|\n...|5|6|\n...|7|8|\na_b|9|10|\n...|_1|11|\n"
+              "...||_12)|\n");
+}
+
+}  // namespace
