@@ -70,6 +70,7 @@ TOLVIK_API int32_t TOLVIK_CALL TolvikDLLIDRequest(char* name, uint8_t* info);
  * host may set), switches ("/X " each) and comment. */
 TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadMDLFile(const char* file, uint32_t* handle,
                                                    uint16_t* rows, uint16_t* cols, char* err);
+
 /* Rewrites the model file from the table and frees the handle. The file keeps
  * its order, comments and layout: each entry takes the first row of its kind and
  * file name (directory and extension ignored, case ignored); a row whose
@@ -78,6 +79,7 @@ TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadMDLFile(const char* file, uint32_t* h
  * A null *handle succeeds and changes nothing. */
 TOLVIK_API int32_t TOLVIK_CALL IntpCloseUpdateMDLFile(const char* file, uint32_t* handle,
                                                       char* err);
+
 /* Writes the model file anew from the table alone ("{ TASK", "{ DPAC", "{ TEXT"
  * in this order) and frees the handle. The file must exist. */
 TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteMDLFile(const char* file, uint32_t* handle, char* err);
@@ -97,6 +99,24 @@ TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadVORLHead(const char* file, uint32_t* 
  * column 0 must name the module's kind, else "5". The handle is consumed. */
 TOLVIK_API int32_t TOLVIK_CALL IntpCloseUpdateVORLHead(const char* file, uint32_t* handle,
                                                        char* err);
+
+/* BPAC values: reads the "{ Values" block of `file` into a table of k + 2
+ * columns for k declared columns. Row 0: "No", the type letters, the header
+ * comment; row 1: "No", the column names ("E1"... when none is given), the header
+ * comment; then one row per value line: its identifier (empty cell without "#"),
+ * its values (empty cells for values the line does not reach), its comment.
+ * On success -1, a new handle and its counts; otherwise 0, handle and counts 0.
+ * Error record: "0"; "4"/"3" + file; "2"/"3" + message. */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadBPACValues(const char* file, uint32_t* handle,
+                                                      uint16_t* rows, uint16_t* cols, char* err);
+
+/* BPAC values: writes the table as a freshly laid-out values block in place of
+ * the file's block; every line before and after the block is kept as it is.
+ * The handle is consumed whatever the outcome; a null handle gives -1 and "0"
+ * and leaves the file untouched. Error record as for IntpOpenReadBPACValues. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseUpdateBPACValues(const char* file, uint32_t* handle,
+                                                         char* err);
+
 /* Text strings: the "{Strings" section of a file, one row per string with five
  * cells: name (an array's name followed by "( size )"), index (0 for the first
  * string, an array counting size + 1), the word after ":", the value, the
@@ -235,6 +255,7 @@ TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadTextStub(const char* file, uint32_t* 
  * Consumes the handle. */
 TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteTextStub(const char* file, uint32_t* handle,
                                                       const char* stub, char* err);
+
 /* Extension: every message box the library would show goes to `hook` instead.
  * A null hook restores the default (a message box on Windows, one line on stderr
  * elsewhere). */
