@@ -70,6 +70,7 @@ TOLVIK_API int32_t TOLVIK_CALL TolvikDLLIDRequest(char* name, uint8_t* info);
  * host may set), switches ("/X " each) and comment. */
 TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadMDLFile(const char* file, uint32_t* handle,
                                                    uint16_t* rows, uint16_t* cols, char* err);
+
 /* Rewrites the model file from the table and frees the handle. The file keeps
  * its order, comments and layout: each entry takes the first row of its kind and
  * file name (directory and extension ignored, case ignored); a row whose
@@ -78,6 +79,7 @@ TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadMDLFile(const char* file, uint32_t* h
  * A null *handle succeeds and changes nothing. */
 TOLVIK_API int32_t TOLVIK_CALL IntpCloseUpdateMDLFile(const char* file, uint32_t* handle,
                                                       char* err);
+
 /* Writes the model file anew from the table alone ("{ TASK", "{ DPAC", "{ TEXT"
  * in this order) and frees the handle. The file must exist. */
 TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteMDLFile(const char* file, uint32_t* handle, char* err);
@@ -97,6 +99,76 @@ TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadVORLHead(const char* file, uint32_t* 
  * column 0 must name the module's kind, else "5". The handle is consumed. */
 TOLVIK_API int32_t TOLVIK_CALL IntpCloseUpdateVORLHead(const char* file, uint32_t* handle,
                                                        char* err);
+
+/* BPAC values: reads the "{ Values" block of `file` into a table of k + 2
+ * columns for k declared columns. Row 0: "No", the type letters, the header
+ * comment; row 1: "No", the column names ("E1"... when none is given), the header
+ * comment; then one row per value line: its identifier (empty cell without "#"),
+ * its values (empty cells for values the line does not reach), its comment.
+ * On success -1, a new handle and its counts; otherwise 0, handle and counts 0.
+ * Error record: "0"; "4"/"3" + file; "2"/"3" + message. */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadBPACValues(const char* file, uint32_t* handle,
+                                                      uint16_t* rows, uint16_t* cols, char* err);
+
+/* BPAC values: writes the table as a freshly laid-out values block in place of
+ * the file's block; every line before and after the block is kept as it is.
+ * The handle is consumed whatever the outcome; a null handle gives -1 and "0"
+ * and leaves the file untouched. Error record as for IntpOpenReadBPACValues. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseUpdateBPACValues(const char* file, uint32_t* handle,
+                                                         char* err);
+
+/* Text strings: the "{Strings" section of a file, one row per string with five
+ * cells: name (an array's name followed by "( size )"), index (0 for the first
+ * string, an array counting size + 1), the word after ":", the value, the
+ * comment. `startName` and `endName` select the region: an empty start name
+ * begins after the section's header line, a start name at the "$" line of that
+ * string; an empty end name ends at the section's closing "}" line, an end name
+ * (a pattern; "*" matches every name) at the last "$" line it matches. `err` is
+ * also an input: a decimal number whose bit 0x80 says that `file` is the
+ * section's text itself. */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadTextStrings(char* file, uint32_t* handle, uint16_t* rows,
+                                                       uint16_t* cols, char* startName,
+                                                       char* endName, char* err);
+
+/* Replaces the region that `startName` and `endName` select with the table's
+ * rows; every line outside it is kept as it stands. When neither name is found
+ * the rows are appended to the end of the file's "{Strings" section. Rows that
+ * would not read back (a name with blanks, a comment holding a line end) fail
+ * the write and leave the file as it was. Consumes the handle. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteTextStrings(char* file, uint32_t* handle,
+                                                         char* startName, char* endName, char* err);
+
+/* VPAC variables: the "{ Variables" section, one row per variable with five
+ * cells: type letter (R, I, X, L), name (an array's followed by "( size )"),
+ * address (R counts 3, I 2, X and L 1, times size + 1 for an array), the values
+ * joined by ", ", the comment. Names and `err` as for IntpOpenReadTextStrings,
+ * with the type letters in place of "$". */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadVpacVariables(char* file, uint32_t* handle,
+                                                         uint16_t* rows, uint16_t* cols,
+                                                         char* startName, char* endName, char* err);
+
+/* Writes the table back as for IntpCloseWriteTextStrings; the address is not
+ * written. Consumes the handle. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteVpacVariables(char* file, uint32_t* handle,
+                                                           char* startName, char* endName,
+                                                           char* err);
+
+/* Reads the task stub `stub` (the "Code" section kept as an embedded file of
+ * `file`) into a table of 4 columns: type letter, name (with "( size )" for an
+ * array), values (joined by ", "; empty when none), comment. On failure the
+ * record is "2", stub + " in " + file, and the inner message. */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadTaskStub(const char* file, uint32_t* handle,
+                                                    uint16_t* rows, uint16_t* cols,
+                                                    const char* stub, char* err);
+
+/* Writes the table back into the task stub `stub` of `file`: matched
+ * declarations are rewritten, declarations the table does not hold are kept,
+ * a row with an empty value column removes its declaration, new rows follow
+ * the section's lines. The stub is replaced where it stands (or inserted after
+ * an embedding point without name). The handle is consumed. On failure "2",
+ * stub + " in " + file, and the inner message or the inner record. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseUpdateTaskStub(const char* file, uint32_t* handle,
+                                                       const char* stub, char* err);
 
 /* A new table of *rows x *cols empty cells. Always -1; *handle is 0 only when no
  * handle could be made. */
@@ -138,6 +210,51 @@ TOLVIK_API int32_t TOLVIK_CALL IntpInsertDecl(const char* file, const char* keyw
                                               const char* declaration, char* err);
 TOLVIK_API int32_t TOLVIK_CALL IntpRemoveDecl(const char* file, const char* keyword,
                                               const char* declaration, char* err);
+
+/* Inserts `text` as the embedded file `name` after the line "; EmbeddPoint
+ * `point`". On entry `err` holds a decimal number: 2 asks for an existing
+ * embedded file of that name to be replaced where it stands; otherwise an
+ * existing one is kept and the call succeeds without change. CR characters of
+ * `text` are dropped; the file's own line ends are written. */
+TOLVIK_API int32_t TOLVIK_CALL IntpInsertEmbeddedFile(const char* file, const char* point,
+                                                      const char* name, const char* text,
+                                                      char* err);
+
+/* Reads the embedded file `name` of `file`. Success: the text length + 1, a
+ * handle whose text IntpGetAttrValue returns whole (CR LF line ends), and `err`
+ * is not written. Failure: 0, *handle 0 and an error record. */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadEmbeddedFile(const char* file, uint32_t* handle,
+                                                        const char* name, char* err);
+
+/* Removes the embedded file `name` of `file`. A file that does not exist
+ * answers "0" and -1: there is nothing to remove. */
+TOLVIK_API int32_t TOLVIK_CALL IntpRemoveEmbeddedFile(const char* file, const char* name,
+                                                      char* err);
+
+/* VPAC stub: the "Variables" section kept as the embedded file `stub` of
+ * `file`, read into the five columns of IntpOpenReadVpacVariables. A stored
+ * text that begins with its own "{Variables" line is read as it stands, a bare
+ * one is framed as a section. Failures as for IntpOpenReadTaskStub. */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadVpacStub(const char* file, uint32_t* handle,
+                                                    uint16_t* rows, uint16_t* cols,
+                                                    const char* stub, char* err);
+
+/* Writes the table as the VPAC stub's new text, "{Variables\n" + rows + "}\n",
+ * replacing the stored one where it stands. Consumes the handle. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteVpacStub(const char* file, uint32_t* handle,
+                                                      const char* stub, char* err);
+
+/* Text stub: the "Strings" section kept as the embedded file `stub` of `file`,
+ * read into the five columns of IntpOpenReadTextStrings; framing as for the
+ * VPAC stub. */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadTextStub(const char* file, uint32_t* handle,
+                                                    uint16_t* rows, uint16_t* cols,
+                                                    const char* stub, char* err);
+
+/* Writes the table as the text stub's new text, "{Strings\n" + rows + "}\n".
+ * Consumes the handle. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteTextStub(const char* file, uint32_t* handle,
+                                                      const char* stub, char* err);
 
 /* Extension: every message box the library would show goes to `hook` instead.
  * A null hook restores the default (a message box on Windows, one line on stderr

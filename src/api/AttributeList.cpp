@@ -1,5 +1,7 @@
 #include "AttributeList.h"
 
+#include <utility>
+
 #include "../textfile/Charset.h"
 #include "../textfile/Platform.h"
 
@@ -100,6 +102,12 @@ std::uint32_t CAttributeList::AddText(const std::string& line)
         return 0;
     secondText_ += line;
     return 1;
+}
+
+void CAttributeList::SetTexts(std::string first, std::string second)
+{
+    firstText_ = std::move(first);
+    secondText_ = std::move(second);
 }
 
 void CAttributeList::RemoveAll()

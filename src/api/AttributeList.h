@@ -48,6 +48,9 @@ public:
     std::int32_t FindRow(std::uint32_t column, const std::string& text) const;
     // 1 when the line was kept in a text block, 0 when both are full.
     std::uint32_t AddText(const std::string& line);
+    // Replaces both text blocks as they are given (no limit applies): used once
+    // a text read into the blocks has had its line ends converted.
+    void SetTexts(std::string first, std::string second);
     void RemoveAll();
 
 private:

@@ -397,8 +397,10 @@ void CSourceFile::CopyTailAfterEndOfText()
 
 void CSourceFile::CopyCurrentLine()
 {
+    // The bytes as they stand in the source, for files and in-memory texts
+    // alike: nothing converted back, tabs and line ends as they were.
     if (copyThrough && (mode == kUpdate || mode == kWrite))
-        WriteRaw(sourceInMemory ? std::string_view(lineBuffer) : std::string_view(rawLine_));
+        WriteRaw(rawLine_);
 }
 
 void CSourceFile::WriteAtColumn(std::string_view text, int column)

@@ -1,0 +1,124 @@
+#include "TextStringsParser.h"
+
+namespace tolvik {
+
+namespace {
+enum Column : int {
+    kNameColumn = 0,
+    kIndexColumn = 1,
+    kColonWordColumn = 2,
+    kValueColumn = 3,
+    kCommentColumn = 4
+};
+}  // namespace
+
+CTextStringsParser::CTextStringsParser(std::string_view source, bool sourceInMemory,
+                                       std::string_view startName, std::string_view endName,
+                                       int mode)
+    : CSectionRowsParser(source, sourceInMemory, startName, endName, mode)
+{
+}
+
+// [$] name [size] [: word] [= [value]] [; comment]
+void CTextStringsParser::ParseDeclaration()
+{
+    // The "$" may be left out: a line that starts with the name is a string.
+    if (tokenText == "$")
+        GetToken();
+    if (tokenKind != kWord) {
+        ReportExpected("$, Comment, Newline");
+        return;
+    }
+    NewRow();
+    Put(kNameColumn, tokenText);
+    Put(kIndexColumn, std::to_string(index_));
+    GetToken();
+
+    std::string size;
+    if (!ParseSize(size))
+        return;
+    if (size.empty()) {
+        index_ += 1;
+    } else {
+        Append(kNameColumn, "( " + size + " )");
+        index_ += std::int64_t{ParseLong(size)} + 1;
+    }
+
+    if (tokenKind == kPunctuator && tokenText == ":") {
+        GetToken();
+        if (tokenKind != kWord) {
+            ReportExpected("Identifier");
+            return;
+        }
+        Put(kColonWordColumn, tokenText);
+        GetToken();
+    }
+    if (tokenKind == kPunctuator && tokenText == "=") {
+        GetToken();
+        if (tokenKind == kWord) {
+            Put(kValueColumn, tokenText);
+            GetToken();
+        }
+    }
+    ParseLineEnd(kCommentColumn);
+}
+
+std::string CTextStringsParser::FormatRow(const CAttributeList& table, std::uint32_t row)
+{
+    const std::string* name = SectionCell(table, row, kNameColumn);
+    if (name && *name == kDeleteMark)
+        return {};
+    std::string line = "  $ ";
+    line += IsEmptyCell(name) ? std::string("...") : *name;
+
+    const std::string* word = SectionCell(table, row, kColonWordColumn);
+    if (!IsEmptyCell(word)) {
+        line += ':';
+        line += *word;
+    }
+    const std::string* value = SectionCell(table, row, kValueColumn);
+    if (!IsEmptyCell(value)) {
+        PadToColumn(line, 21);
+        const char quote = value->find('"') == std::string::npos ? '"' : '\'';
+        line += "= ";
+        line += quote;
+        line += *value;
+        line += quote;
+    }
+    AppendComment(line, SectionCell(table, row, kCommentColumn));
+    line += '\n';
+    return line;
+}
+
+std::string CTextStringsParser::RenderRow(std::uint32_t row) const
+{
+    return attributes ? FormatRow(*attributes, row) : std::string();
+}
+
+std::unique_ptr<CSectionRowsParser> CTextStringsParser::MakeReader(const std::string& text) const
+{
+    return std::make_unique<CTextStringsParser>(text, true, "", "", kRead);
+}
+
+std::string WrapTextStub(std::string_view embedded)
+{
+    return FrameSection(embedded, "Strings", "{Strings\n");
+}
+
+bool ReadTextStub(std::string_view embedded, std::unique_ptr<CAttributeList>& table,
+                  std::string& errorText)
+{
+    CTextStringsParser parser(WrapTextStub(embedded), true, "", "", kRead);
+    return parser.Run(table, errorText);
+}
+
+bool RenderTextStub(std::unique_ptr<CAttributeList>& table, std::string& text,
+                    std::string& errorText)
+{
+    CTextStringsParser parser("{Strings\n}", true, "", "", kWrite);
+    const bool ok = parser.Run(table, errorText);
+    text = ok ? parser.outputText : std::string();
+    return ok;
+}
+
+}  // namespace tolvik

@@ -1,0 +1,64 @@
+// CTextStringsParser: the "{Strings" section of a text package, in a text
+// strings file of its own or embedded in another file as a text stub. One row
+// per string:
+//   0 the name, for an array followed by "( " + size + " )"
+//   1 the string's index: 0 for the region's first string, each string
+//     advancing it by 1 and an array by its size + 1
+//   2 the word after ":", or the empty cell
+//   3 the value (quotes removed), or the empty cell
+//   4 the comment, or the empty string
+// Read mode fills a new table; write mode replaces the region with the table's
+// rows. There is no update mode.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "SectionRowsParser.h"
+
+namespace tolvik {
+
+class CTextStringsParser final : public CSectionRowsParser {
+public:
+    // `source` is the file name, or with `sourceInMemory` the text itself.
+    CTextStringsParser(std::string_view source, bool sourceInMemory, std::string_view startName,
+                       std::string_view endName, int mode);
+
+    // The line that writes one row: "  $ " + name, ":" + word, "= " at column
+    // 21 with the value in double quotes (single quotes when it holds a double
+    // quote), "; " + comment at column 29. Empty for a row whose name is the
+    // deletion mark: such a row is not written.
+    static std::string FormatRow(const CAttributeList& table, std::uint32_t row);
+
+protected:
+    std::string_view SectionWord() const override { return "Strings"; }
+    std::string_view HeaderLine() const override { return "{Strings\n"; }
+    bool IsTypeWord(std::string_view token) const override { return token == "$"; }
+    bool PreselectLine(std::string_view name) override { return LineContains("$", name); }
+    int NameColumn() const override { return 0; }
+    void ParseDeclaration() override;
+    std::string RenderRow(std::uint32_t row) const override;
+    std::unique_ptr<CSectionRowsParser> MakeReader(const std::string& text) const override;
+
+private:
+    std::int64_t index_ = 0;
+};
+
+// The text a text stub is read from. The stored form of a stub, which begins
+// with its "{Strings" line, is read as it stands; a bare embedded text is
+// framed as "{Strings\n" + text + "\n}".
+std::string WrapTextStub(std::string_view embedded);
+
+// Reads a text stub's embedded text into a new table. On failure `table` is
+// null and `errorText` holds the message (a 0x1A, the expected items, the
+// token and the line number, each ended by 0x1A).
+bool ReadTextStub(std::string_view embedded, std::unique_ptr<CAttributeList>& table,
+                  std::string& errorText);
+
+// Renders `table` as a text stub's new text, "{Strings\n" + rows + "}\n" in
+// the OEM code page. False (and `text` empty) when a row would not read back.
+bool RenderTextStub(std::unique_ptr<CAttributeList>& table, std::string& text,
+                    std::string& errorText);
+
+}  // namespace tolvik

@@ -1,0 +1,231 @@
+#include "EmbeddedFileParser.h"
+
+#include <limits>
+#include <vector>
+
+#include "../sections/LineTokens.h"
+#include "../textfile/Charset.h"
+
+namespace tolvik {
+
+namespace {
+constexpr std::string_view kStartWord = "EmbeddedFileStart";
+constexpr std::string_view kEndWord = "EmbeddedFileEnd";
+constexpr std::string_view kPointWord = "EmbeddPoint";
+constexpr std::size_t kAllTokens = std::numeric_limits<std::size_t>::max();
+}  // namespace
+
+std::size_t TextLength(const CAttributeList& list)
+{
+    return list.FirstText().size() + list.SecondText().size();
+}
+
+CEmbeddedFileParser::CEmbeddedFileParser(std::string_view fileName, std::string_view embeddedName,
+                                         std::optional<std::string> pointName,
+                                         std::optional<std::string> content, int mode_,
+                                         bool inMemory)
+    : CSourceParser(fileName, inMemory, mode_, false),
+      embeddedName_(embeddedName),
+      pointName_(std::move(pointName)),
+      content_(std::move(content))
+{
+    // ";" stands alone so that a marker line scans as tokens; a quoted name is
+    // one word.
+    SetClass(";", kPunctuatorChar);
+    SetClass("\"", kQuoteChar);
+}
+
+void CEmbeddedFileParser::SetAction(Action action, int startLine_)
+{
+    action_ = action;
+    insertAt_ = startLine_;
+}
+
+void CEmbeddedFileParser::NextLine()
+{
+    previousLineEnded_ = !lineBuffer.empty() && lineBuffer.back() == '\n';
+    ReadLine();
+}
+
+bool CEmbeddedFileParser::IsMarkerLine(std::string_view word, const std::string& name)
+{
+    if (!LineContains(word, name))
+        return false;
+    // The marker may follow other text: what counts are the two tokens after
+    // the line's first ";".
+    const std::vector<std::string> tokens = LineTokens(lineBuffer, charClass, kAllTokens);
+    for (std::size_t i = 0; i < tokens.size(); ++i) {
+        if (tokens[i] == ";") {
+            const std::string next = i + 1 < tokens.size() ? tokens[i + 1] : std::string();
+            const std::string after = i + 2 < tokens.size() ? tokens[i + 2] : std::string();
+            return EqualsNoCase(next, word) && EqualsNoCase(after, name);
+        }
+    }
+    return false;
+}
+
+bool CEmbeddedFileParser::IsEndMarkerLine()
+{
+    if (!LineContains(kEndWord, embeddedName_))
+        return false;
+    const std::vector<std::string> tokens = LineTokens(lineBuffer, charClass, 1);
+    return !tokens.empty() && tokens[0] == ";";
+}
+
+bool CEmbeddedFileParser::FindMarker(std::string_view word, const std::string& name)
+{
+    for (;;) {
+        if (endOfInput)
+            return false;
+        if (IsMarkerLine(word, name))
+            return true;
+        CopyCurrentLine();
+        NextLine();
+    }
+}
+
+bool CEmbeddedFileParser::Exists()
+{
+    if (!fileOpened || mode != kRead)
+        return false;
+    const bool found = FindMarker(kStartWord, embeddedName_);
+    if (attributes)
+        attributes->RemoveAll();
+    return found;
+}
+
+void CEmbeddedFileParser::Fail(std::string_view marker, const std::string& name, std::string token)
+{
+    std::string expected(marker);
+    expected += " \"";
+    expected += name;
+    expected += '"';
+    ReportExpected(expected);
+    tokenText = std::move(token);
+    // At the end of the input the failure lies on the last line when that line
+    // has no line end of its own.
+    if (endOfInput && !previousLineEnded_ && lineNumber > 1)
+        --lineNumber;
+    ReportFailureLocation();
+}
+
+bool CEmbeddedFileParser::PassBody()
+{
+    NextLine();
+    while (!endOfInput && !IsEndMarkerLine()) {
+        if (mode == kRead)
+            attributes->AddText(lineBuffer);  // a line beyond both blocks is dropped
+        NextLine();
+    }
+    if (endOfInput) {
+        Fail(kEndWord, embeddedName_, std::string());
+        return false;
+    }
+    const std::vector<std::string> tokens = LineTokens(lineBuffer, charClass, 3);
+    const std::string word = tokens.size() > 1 ? tokens[1] : std::string();
+    const std::string name = tokens.size() > 2 ? tokens[2] : std::string();
+    if (!EqualsNoCase(word, kEndWord)) {
+        Fail(kEndWord, embeddedName_, word);
+        return false;
+    }
+    if (!EqualsNoCase(name, embeddedName_)) {
+        Fail(kEndWord, embeddedName_, name);
+        return false;
+    }
+    return true;
+}
+
+void CEmbeddedFileParser::WriteBlock()
+{
+    // A copied last line without a line end must not run into the marker.
+    if (outputColumn != -1)
+        WriteText("\n");
+    WriteText("; EmbeddedFileStart  \"" + embeddedName_ + "\"\n");
+    // The content's own line ends are LF; the file layer writes the file's
+    // convention. An end-of-text byte would cut the file short for every
+    // reader, so it does not go in either.
+    std::string body = content_ ? RemoveChars(*content_, '\r', '\x1a') : std::string();
+    if (!body.empty() && body.back() != '\n')
+        body += '\n';
+    WriteText(body);
+    WriteText("; EmbeddedFileEnd  \"" + embeddedName_ + "\"\n");
+}
+
+void CEmbeddedFileParser::ReadOut()
+{
+    if (!FindMarker(kStartWord, embeddedName_)) {
+        Fail(kStartWord, embeddedName_, std::string());
+        return;
+    }
+    startLine = lineNumber;
+    PassBody();
+}
+
+void CEmbeddedFileParser::Remove(bool writeNew)
+{
+    if (!FindMarker(kStartWord, embeddedName_)) {
+        Fail(kStartWord, embeddedName_, std::string());
+        return;
+    }
+    startLine = lineNumber;
+    // The start marker, the body and the end marker are not copied.
+    if (!PassBody())
+        return;
+    if (writeNew)
+        WriteBlock();
+    CopyRest();
+}
+
+void CEmbeddedFileParser::Insert()
+{
+    if (insertAt_ > 0) {
+        while (lineNumber < insertAt_ && !endOfInput) {
+            CopyCurrentLine();
+            NextLine();
+        }
+        WriteBlock();
+        CopyCurrentLine();
+        CopyRest();
+        return;
+    }
+    const std::string point = pointName_.value_or(std::string());
+    if (!FindMarker(kPointWord, point)) {
+        Fail(kPointWord, point, std::string());
+        return;
+    }
+    CopyCurrentLine();
+    WriteBlock();
+    CopyRest();
+}
+
+bool CEmbeddedFileParser::Run(std::unique_ptr<CAttributeList>& list, std::string& errorText)
+{
+    BeginRun(list);
+    if (fileOpened) {
+        const bool reading = mode == kRead;
+        if (reading != (action_ == Action::kReadOut)) {
+            ReportExpected("MODE");  // an action the handler's mode cannot serve
+            ReportFailureLocation();
+        } else {
+            switch (action_) {
+                case Action::kReadOut:
+                    ReadOut();
+                    break;
+                case Action::kRemove:
+                    Remove(false);
+                    break;
+                case Action::kReplace:
+                    Remove(true);
+                    break;
+                case Action::kInsert:
+                    Insert();
+                    break;
+            }
+        }
+        if (!reading)
+            Finish();
+    }
+    return EndRun(list, errorText);
+}
+
+}  // namespace tolvik

@@ -1,0 +1,273 @@
+// Task stubs: the "Code" section read into four columns and updated from
+// them, driven by the golden cases in tests/data/taskstub. NAME.stub is the
+// stored section text; reading gives NAME.table (cells joined by "|", the
+// empty cell as "...") or NAME.error (the message, "|" for each separator);
+// NAME.edits (SET row col text, ADD a|b|c|d, DEL row) changes the table read
+// and NAME.out is the text the update stores.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+#include <vector>
+
+#include "TestSupport.h"
+#include "api/StubFrame.h"
+#include "sections/TaskStubParser.h"
+#include "textfile/Charset.h"
+
+namespace tolvik::test {
+namespace {
+
+std::string ReadData(const std::string& name)
+{
+    std::ifstream in(std::string(TOLVIK_TEST_DATA) + "/taskstub/" + name, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+std::string Wrapped(const std::string& stored)
+{
+    return "{ Code \n" + stored + "\n}";
+}
+
+std::string Shown(const std::string& cell)
+{
+    return cell == kEmptyCell ? "..." : cell;
+}
+std::string Stored(const std::string& text)
+{
+    return text == "..." ? kEmptyCell : text;
+}
+
+std::string Dump(const CAttributeList& list)
+{
+    std::string dump;
+    for (std::uint32_t row = 0; row < list.rows; ++row) {
+        for (std::uint32_t col = 0; col < list.columns; ++col) {
+            dump += Shown(*list.GetAttribute(static_cast<int>(row), static_cast<int>(col)));
+            dump += col + 1 < list.columns ? "|" : "\n";
+        }
+    }
+    return dump;
+}
+
+std::string Readable(std::string message)
+{
+    for (char& c : message)
+        if (c == '\x1a')
+            c = '|';
+    return message;
+}
+
+struct Outcome {
+    bool ok = false;
+    std::string message;
+    std::unique_ptr<CAttributeList> list;
+    std::string output;
+};
+
+Outcome ReadStub(const std::string& stored)
+{
+    Outcome outcome;
+    CTaskStubParser parser(Wrapped(stored), true, "", "", kRead);
+    outcome.ok = parser.Run(outcome.list, outcome.message);
+    return outcome;
+}
+
+Outcome UpdateStub(const std::string& stored, std::unique_ptr<CAttributeList> list)
+{
+    Outcome outcome;
+    outcome.list = std::move(list);
+    CTaskStubParser parser(Wrapped(stored), true, "", "", kUpdate);
+    outcome.ok = parser.Run(outcome.list, outcome.message);
+    outcome.output = parser.outputText;
+    return outcome;
+}
+
+void ApplyEdits(CAttributeList& list, const std::string& edits)
+{
+    std::istringstream lines(edits);
+    std::string line;
+    while (std::getline(lines, line)) {
+        if (line.rfind("SET ", 0) == 0) {
+            std::istringstream words(line.substr(4));
+            std::uint32_t row = 0, col = 0;
+            words >> row >> col;
+            words.get();
+            std::string text;
+            std::getline(words, text);
+            list.SetAttribute(row * list.columns + col, Stored(text));
+        } else if (line.rfind("ADD ", 0) == 0) {
+            std::istringstream cells(line.substr(4));
+            std::string cell;
+            while (std::getline(cells, cell, '|'))
+                list.AddAttribute(Stored(cell));
+            ++list.rows;
+        } else if (line.rfind("DEL ", 0) == 0) {
+            list.RemoveRow(static_cast<std::uint32_t>(std::stoul(line.substr(4))));
+        }
+    }
+}
+
+class TaskStubRead : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(TaskStubRead, GivesTheTableOrTheError)
+{
+    const std::string name = GetParam();
+    Outcome outcome = ReadStub(ReadData(name + ".stub"));
+    const std::string error = ReadData(name + ".error");
+    if (!error.empty()) {
+        EXPECT_FALSE(outcome.ok);
+        EXPECT_EQ(outcome.list, nullptr);
+        EXPECT_EQ(Readable(outcome.message) + "\n", error);
+    } else {
+        ASSERT_TRUE(outcome.ok) << Readable(outcome.message);
+        EXPECT_EQ(outcome.list->columns, 4u);
+        EXPECT_EQ(Dump(*outcome.list), ReadData(name + ".table"));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, TaskStubRead,
+                         ::testing::Values("read_declarations", "read_error_not_a_type",
+                                           "read_error_no_name", "read_error_no_size",
+                                           "read_error_size_not_closed", "read_error_no_equals",
+                                           "read_error_comma_without_value",
+                                           "read_error_comma_after_value"),
+                         [](const auto& info) { return std::string(info.param); });
+
+class TaskStubUpdate : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(TaskStubUpdate, StoresTheExpectedText)
+{
+    const std::string name = GetParam();
+    const std::string stored = ReadData(name + ".stub");
+    Outcome read = ReadStub(stored);
+    ASSERT_TRUE(read.ok) << Readable(read.message);
+    ApplyEdits(*read.list, ReadData(name + ".edits"));
+    Outcome update = UpdateStub(stored, std::move(read.list));
+    ASSERT_TRUE(update.ok) << Readable(update.message);
+    EXPECT_EQ(update.output, ReadData(name + ".out"));
+
+    // What was stored reads back; closing it with the unchanged table stores
+    // it again (once the lines the table did not hold are in the table's form).
+    std::string text = update.output;
+    std::vector<std::string> cycles;
+    for (int i = 0; i < 2; ++i) {
+        Outcome again = ReadStub(text);
+        ASSERT_TRUE(again.ok) << Readable(again.message);
+        Outcome cycle = UpdateStub(text, std::move(again.list));
+        ASSERT_TRUE(cycle.ok);
+        cycles.push_back(text = cycle.output);
+    }
+    EXPECT_EQ(cycles[1], cycles[0]);
+    if (ReadData(name + ".edits").find("DEL") == std::string::npos) {
+        EXPECT_EQ(cycles[0], update.output);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Cases, TaskStubUpdate,
+                         ::testing::Values("update_unchanged_is_stable", "update_changed_cell",
+                                           "update_empty_value_removes_declaration",
+                                           "update_unknown_declaration_kept_as_is",
+                                           "update_new_rows_follow_the_section",
+                                           "update_normalises_matched_lines",
+                                           "update_value_that_is_not_one_word",
+                                           "update_section_stopped_early_keeps_the_rest"),
+                         [](const auto& info) { return std::string(info.param); });
+
+TEST(TaskStub, ArrayRowIsWrittenOnceAtItsOwnLine)
+{
+    Outcome read = ReadStub("I TABLE(3) = 1\nR B = 2\n");
+    ASSERT_TRUE(read.ok);
+    Outcome update = UpdateStub("I TABLE(3) = 1\nR B = 2\n", std::move(read.list));
+    ASSERT_TRUE(update.ok);
+    EXPECT_EQ(update.output, "  I TABLE( 3 )      = 1\n  R B               = 2\n");
+    EXPECT_EQ(update.list->rows, 0u);  // every row found its line
+}
+
+TEST(TaskStub, ValuesJoinedByCommaReadBackAsTheSameList)
+{
+    Outcome read = ReadStub("R A = 1\n$ S = x\n");
+    ASSERT_TRUE(read.ok);
+    read.list->SetAttribute(2, "1, 2, 3");
+    read.list->SetAttribute(6, "a, b");
+    Outcome update = UpdateStub("R A = 1\n$ S = x\n", std::move(read.list));
+    ASSERT_TRUE(update.ok);
+    EXPECT_EQ(update.output, "  R A               = 1 , 2 , 3\n  $ S               = \"a, b\"\n");
+    Outcome again = ReadStub(update.output);
+    ASSERT_TRUE(again.ok);
+    EXPECT_EQ(*again.list->GetAttribute(0, 2), "1, 2, 3");
+    EXPECT_EQ(*again.list->GetAttribute(1, 2), "a, b");
+}
+
+TEST(TaskStub, StoredTextHoldsNeitherTheHeaderNorTheClosingBrace)
+{
+    // Empty lines of the section stay; the wrapper adds none.
+    for (const std::string stored : {"", "\n", "; only a comment\n\n\n"}) {
+        Outcome read = ReadStub(stored);
+        ASSERT_TRUE(read.ok);
+        EXPECT_EQ(read.list->rows, 0u);
+        Outcome update = UpdateStub(stored, std::move(read.list));
+        ASSERT_TRUE(update.ok);
+        EXPECT_EQ(update.output, stored);
+    }
+}
+
+TEST(TaskStub, MissingSectionHeaderIsAnError)
+{
+    CTaskStubParser parser("R A = 1\n", true, "", "", kRead);
+    std::unique_ptr<CAttributeList> list;
+    std::string message;
+    EXPECT_FALSE(parser.Run(list, message));
+    EXPECT_EQ(Readable(message), "|||2|");
+}
+
+TEST(TaskStub, RegionFromAStartNameToTheLastMatchOfAnEndPattern)
+{
+    const std::string text = "{ Code\nR A = 1\nR B1 = 2\nR C = 3\nR B2 = 4\nR D = 5\n}";
+    CTaskStubParser parser(text, true, "b1", "B*", kRead);
+    std::unique_ptr<CAttributeList> list;
+    std::string message;
+    ASSERT_TRUE(parser.Run(list, message)) << Readable(message);
+    EXPECT_EQ(Dump(*list), "R|B1|2|\nR|C|3|\nR|B2|4|\n");
+
+    CTaskStubParser missing(text, true, "A", "Z*", kRead);
+    EXPECT_FALSE(missing.Run(list, message));
+    EXPECT_EQ(Readable(message), "|Z*||7|");  // the "}" line ends the text
+}
+
+TEST(TaskStub, NonAsciiTextSurvivesACycleWithCodePageConversion)
+{
+    ASSERT_TRUE(SetCodePages(850, 1252));
+    // The section text arrives as OEM text; the table holds ANSI.
+    const std::string stored =
+        "; Z\xE4hler\n$ T = \"Gr\xF6\xDF"
+        "e\"\n";
+    std::string oem = stored;
+    AnsiToOem(oem);
+    Outcome read;
+    {
+        CTaskStubParser parser(Wrapped(oem), true, "", "", kRead);
+        read.ok = parser.Run(read.list, read.message);
+    }
+    std::string output;
+    bool ok = false;
+    if (read.ok) {
+        EXPECT_EQ(*read.list->GetAttribute(0, 2),
+                  "Gr\xF6\xDF"
+                  "e");
+        CTaskStubParser parser(Wrapped(oem), true, "", "", kUpdate);
+        ok = parser.Run(read.list, read.message);
+        output = parser.outputText;
+    }
+    OemToAnsi(output);
+    SetCodePages(0, 0);
+    ASSERT_TRUE(ok);
+    EXPECT_EQ(output,
+              "; Z\xE4hler\n  $ T               = \"Gr\xF6\xDF"
+              "e\"\n");
+}
+
+}  // namespace
+}  // namespace tolvik::test
