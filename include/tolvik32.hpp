@@ -90,8 +90,16 @@ public:
 
         std::string file = args.empty() ? std::string() : args[0];
         std::size_t first = 1;
-        if (args.size() >= 2 && args[1].empty())
+        if (args.size() >= 2 && args[1].empty()) {
+            // A message about a text parsed in memory names no file.
             first = 2;
+        } else if (args.size() >= 2 && EndsWith(file, " in " + args[1])) {
+            // "stub in file", then the message about the file.
+            first = 2;
+        } else if (args.size() >= 3 && IsNumber(args[1]) && EndsWith(file, " in " + args[2])) {
+            // "stub in file", then the whole record of storing the stub.
+            first = 3;
+        }
         long line = 0;
         std::string token;
         std::vector<std::string> expected;
@@ -107,7 +115,8 @@ public:
     }
 
     ErrorCode Code() const noexcept { return code_; }
-    // The file (or "stub in file") the error is about.
+    // The file the error is about; "stub in file" for a stub, whose line
+    // numbers count the lines of the stub's section.
     const std::string& File() const noexcept { return file_; }
     // What the library expected where the error was found.
     const std::vector<std::string>& Expected() const noexcept { return expected_; }
@@ -123,6 +132,12 @@ private:
     {
         return !text.empty() &&
                std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+    }
+
+    static bool EndsWith(const std::string& text, const std::string& end)
+    {
+        return text.size() > end.size() &&
+               text.compare(text.size() - end.size(), end.size(), end) == 0;
     }
 
     static std::string DescribeToken(const std::string& token)
@@ -422,6 +437,134 @@ inline void RemoveDeclaration(const std::string& file, const std::string& keywor
     std::vector<char> record = detail::RecordBuffer();
     detail::ThrowUnless(
         IntpRemoveDecl(file.c_str(), keyword.c_str(), declaration.c_str(), record.data()), record);
+}
+
+// BPAC values: row 0 the columns' type letters, row 1 their names, then one
+// row per value line; column 0 the row's identifier, the last column the
+// comment.
+inline Table ReadValues(const std::string& file)
+{
+    return detail::Open([&](std::uint32_t* h, std::uint16_t* r, std::uint16_t* c, char* err) {
+        return IntpOpenReadBPACValues(file.c_str(), h, r, c, err);
+    });
+}
+// Writes the table as a freshly laid-out values block in place of the old one.
+inline void UpdateValues(const std::string& file, Table&& table)
+{
+    detail::Close(std::move(table), [&](std::uint32_t* h, char* err) {
+        return IntpCloseUpdateBPACValues(file.c_str(), h, err);
+    });
+}
+
+// Text strings files: one row per string (name, index, tag after ":", value,
+// comment). Empty start and end names take the whole "{Strings" section.
+inline Table ReadTextStrings(const std::string& file, const std::string& start = {},
+                             const std::string& end = {})
+{
+    std::string f = file, s = start, e = end;
+    return detail::Open([&](std::uint32_t* h, std::uint16_t* r, std::uint16_t* c, char* err) {
+        return IntpOpenReadTextStrings(f.data(), h, r, c, s.data(), e.data(), err);
+    });
+}
+// Replaces the selected region with the table's rows.
+inline void WriteTextStrings(const std::string& file, Table&& table, const std::string& start = {},
+                             const std::string& end = {})
+{
+    std::string f = file, s = start, e = end;
+    detail::Close(std::move(table), [&](std::uint32_t* h, char* err) {
+        return IntpCloseWriteTextStrings(f.data(), h, s.data(), e.data(), err);
+    });
+}
+
+// VPAC variables files: one row per variable (type letter, name, address,
+// values, comment); names as for ReadTextStrings.
+inline Table ReadVariables(const std::string& file, const std::string& start = {},
+                           const std::string& end = {})
+{
+    std::string f = file, s = start, e = end;
+    return detail::Open([&](std::uint32_t* h, std::uint16_t* r, std::uint16_t* c, char* err) {
+        return IntpOpenReadVpacVariables(f.data(), h, r, c, s.data(), e.data(), err);
+    });
+}
+inline void WriteVariables(const std::string& file, Table&& table, const std::string& start = {},
+                           const std::string& end = {})
+{
+    std::string f = file, s = start, e = end;
+    detail::Close(std::move(table), [&](std::uint32_t* h, char* err) {
+        return IntpCloseWriteVpacVariables(f.data(), h, s.data(), e.data(), err);
+    });
+}
+
+// Task stubs (a task's "Code" declarations kept as an embedded file): type
+// letter, name, values, comment.
+inline Table ReadTaskStub(const std::string& file, const std::string& stub)
+{
+    return detail::Open([&](std::uint32_t* h, std::uint16_t* r, std::uint16_t* c, char* err) {
+        return IntpOpenReadTaskStub(file.c_str(), h, r, c, stub.c_str(), err);
+    });
+}
+// Updates the stub: matched declarations rewritten, others kept, a row with no
+// values removes its declaration, new rows appended.
+inline void UpdateTaskStub(const std::string& file, Table&& table, const std::string& stub)
+{
+    detail::Close(std::move(table), [&](std::uint32_t* h, char* err) {
+        return IntpCloseUpdateTaskStub(file.c_str(), h, stub.c_str(), err);
+    });
+}
+
+// Text stubs: the columns of ReadTextStrings.
+inline Table ReadTextStub(const std::string& file, const std::string& stub)
+{
+    return detail::Open([&](std::uint32_t* h, std::uint16_t* r, std::uint16_t* c, char* err) {
+        return IntpOpenReadTextStub(file.c_str(), h, r, c, stub.c_str(), err);
+    });
+}
+inline void WriteTextStub(const std::string& file, Table&& table, const std::string& stub)
+{
+    detail::Close(std::move(table), [&](std::uint32_t* h, char* err) {
+        return IntpCloseWriteTextStub(file.c_str(), h, stub.c_str(), err);
+    });
+}
+
+// VPAC stubs: the columns of ReadVariables.
+inline Table ReadVpacStub(const std::string& file, const std::string& stub)
+{
+    return detail::Open([&](std::uint32_t* h, std::uint16_t* r, std::uint16_t* c, char* err) {
+        return IntpOpenReadVpacStub(file.c_str(), h, r, c, stub.c_str(), err);
+    });
+}
+inline void WriteVpacStub(const std::string& file, Table&& table, const std::string& stub)
+{
+    detail::Close(std::move(table), [&](std::uint32_t* h, char* err) {
+        return IntpCloseWriteVpacStub(file.c_str(), h, stub.c_str(), err);
+    });
+}
+
+// Embedded files. The text of the embedded file `name`, with CR LF line ends.
+inline std::string ReadEmbedded(const std::string& file, const std::string& name)
+{
+    std::uint32_t handle = 0;
+    std::vector<char> record = detail::RecordBuffer();
+    const std::int32_t result =
+        IntpOpenReadEmbeddedFile(file.c_str(), &handle, name.c_str(), record.data());
+    detail::ThrowUnless(result, record);
+    const Table text(handle, 0, 0, static_cast<std::size_t>(result));
+    return text.Text();
+}
+// Inserts `text` as the embedded file `name` after "; EmbeddPoint point". An
+// existing one is replaced where it stands when `replace` is set, else kept.
+inline void InsertEmbedded(const std::string& file, const std::string& point,
+                           const std::string& name, const std::string& text, bool replace)
+{
+    std::vector<char> record = detail::RecordBuffer(replace ? "2" : "0");
+    detail::ThrowUnless(IntpInsertEmbeddedFile(file.c_str(), point.c_str(), name.c_str(),
+                                               text.c_str(), record.data()),
+                        record);
+}
+inline void RemoveEmbedded(const std::string& file, const std::string& name)
+{
+    std::vector<char> record = detail::RecordBuffer();
+    detail::ThrowUnless(IntpRemoveEmbeddedFile(file.c_str(), name.c_str(), record.data()), record);
 }
 
 }  // namespace tolvik32

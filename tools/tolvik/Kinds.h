@@ -14,6 +14,10 @@ namespace tool {
 // Everything a kind may need besides the file; each kind reads what it uses.
 struct KindOptions {
     bool write = false;  // model files: write anew instead of updating
+    std::string stub;    // stubs and embedded files: the embedded file's name
+    std::string start;   // strings, vars: the first name of the region
+    std::string end;     // strings, vars: the last name (a pattern) of the region
+    std::string point;   // embedded: the embedding point a new embedded file follows
 };
 
 struct Kind {
@@ -21,6 +25,8 @@ struct Kind {
     std::string summary;
     std::vector<std::string> columns;  // names for the terminal; empty: numbered
     bool oneRecord = false;            // one row: printed as "name value" lines
+    bool needsStub = false;            // --stub is required
+    bool textBody = false;             // one cell holding a text, printed as it is
     std::function<tolvik32::Table(const std::string& file, const KindOptions&)> read;
     std::function<void(const std::string& file, tolvik32::Table&&, const KindOptions&)> apply;
 };

@@ -56,14 +56,42 @@ int HeaderColumn(std::string name, const tool::Kind& header)
     return -1;
 }
 
+// Whether `file` holds the embedded file `name`.
+bool Exists(const std::string& file, const std::string& name)
+{
+    try {
+        tolvik32::ReadEmbedded(file, name);
+        return true;
+    } catch (const tolvik32::Error&) {
+        return false;
+    }
+}
+
 struct Format {
     bool json = false;
     bool csv = false;
 };
 
+// The text body with the line ends of the platform's text output.
+std::string PlainText(std::string text)
+{
+    std::string plain;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] == '\r' && i + 1 < text.size() && text[i + 1] == '\n')
+            continue;
+        plain += text[i];
+    }
+    return plain;
+}
+
 void Print(const tool::Grid& grid, const tool::Kind& kind, const Format& format)
 {
-    if (format.json) {
+    if (kind.textBody && !format.json && !format.csv) {
+        for (const auto& row : grid.rows) {
+            for (const tool::Cell& cell : row)
+                std::cout << PlainText(cell.value_or(""));
+        }
+    } else if (format.json) {
         tool::PrintJson(std::cout, grid);
     } else if (format.csv) {
         tool::PrintCsv(std::cout, grid);
@@ -80,12 +108,37 @@ void Print(const tool::Grid& grid, const tool::Kind& kind, const Format& format)
     }
 }
 
-const tool::Kind& KindOf(const std::string& name)
+const tool::Kind& KindOf(const std::string& name, const tool::KindOptions& options)
 {
     const tool::Kind* kind = tool::FindKind(name);
     if (!kind)
         throw UsageError("unknown kind " + name);
+    if (kind->needsStub && options.stub.empty())
+        throw UsageError(name + " needs --stub NAME");
     return *kind;
+}
+
+// The options a kind may need, on `read` and `apply` alike.
+void AddKindOptions(CLI::App& command, tool::KindOptions& options, const std::string& kinds)
+{
+    command.footer("KIND is one of:" + kinds);
+    command.add_option("--stub,--name", options.stub,
+                       "task-stub, text-stub, vpac-stub, embedded: the embedded file's name");
+    command.add_option("--start", options.start,
+                       "strings, vars: the name whose line starts the region (default: the "
+                       "section's first line)");
+    command.add_option("--end", options.end,
+                       "strings, vars: the last name, a pattern (* matches all), of the region "
+                       "(default: the section's end)");
+}
+
+std::string ReadInput(const std::string& path)
+{
+    if (path != "-")
+        return ReadWholeFile(path);
+    std::ostringstream text;
+    text << std::cin.rdbuf();
+    return text.str();
 }
 
 }  // namespace
@@ -108,24 +161,47 @@ int main(int argc, char** argv)
     tool::KindOptions options;
     Format format;
     CLI::App* read = app.add_subcommand("read", "Print a file's table");
-    read->footer("KIND is one of:" + kinds);
     read->add_option("KIND", kindName, "File kind")
         ->required()
         ->check(CLI::IsMember(tool::KindNames()));
     read->add_option("FILE", file, "The file to read")->required();
     CLI::Option* json = read->add_flag("--json", format.json, "Print JSON (what apply reads)");
     read->add_flag("--csv", format.csv, "Print CSV")->excludes(json);
+    AddKindOptions(*read, options, kinds);
 
     // tolvik apply KIND FILE TABLE.json
     std::string tablePath;
     CLI::App* apply = app.add_subcommand("apply", "Write a table (JSON from read --json) back");
-    apply->footer("KIND is one of:" + kinds);
     apply->add_option("KIND", kindName, "File kind")
         ->required()
         ->check(CLI::IsMember(tool::KindNames()));
     apply->add_option("FILE", file, "The file to write back into")->required();
     apply->add_option("TABLE", tablePath, "The table as JSON; - reads standard input")->required();
     apply->add_flag("--write", options.write, "mdl: write the file anew from the table alone");
+    apply->add_option("--point", options.point,
+                      "embedded: the embedding point a new embedded file goes after");
+    AddKindOptions(*apply, options, kinds);
+
+    // tolvik embedded insert|show|remove
+    std::string textPath = "-";
+    bool replace = false;
+    CLI::App* embedded = app.add_subcommand("embedded", "Insert, show or remove embedded files");
+    embedded->require_subcommand(1);
+    CLI::App* embeddedInsert = embedded->add_subcommand(
+        "insert", "Insert a text as an embedded file after \"; EmbeddPoint POINT\"");
+    embeddedInsert->add_option("FILE", file, "The file to insert into")->required();
+    embeddedInsert->add_option("NAME", options.stub, "The embedded file's name")->required();
+    embeddedInsert->add_option("TEXT", textPath, "The file holding the text; - or none: stdin");
+    embeddedInsert->add_option("--point", options.point, "The embedding point's name");
+    embeddedInsert->add_flag("--replace", replace,
+                             "Replace an embedded file of that name where it stands (without: "
+                             "an existing one is kept)");
+    CLI::App* embeddedShow = embedded->add_subcommand("show", "Print an embedded file's text");
+    embeddedShow->add_option("FILE", file, "The file holding it")->required();
+    embeddedShow->add_option("NAME", options.stub, "The embedded file's name")->required();
+    CLI::App* embeddedRemove = embedded->add_subcommand("remove", "Remove an embedded file");
+    embeddedRemove->add_option("FILE", file, "The file holding it")->required();
+    embeddedRemove->add_option("NAME", options.stub, "The embedded file's name")->required();
 
     // tolvik header set FILE NAME=VALUE...
     std::vector<std::string> assignments;
@@ -148,26 +224,20 @@ int main(int argc, char** argv)
 
     try {
         if (*read) {
-            const tool::Kind& kind = KindOf(kindName);
+            const tool::Kind& kind = KindOf(kindName, options);
             Print(tool::CopyOut(kind.read(file, options)), kind, format);
         } else if (*apply) {
-            const tool::Kind& kind = KindOf(kindName);
+            const tool::Kind& kind = KindOf(kindName, options);
             tool::Grid grid;
             try {
-                if (tablePath == "-") {
-                    std::ostringstream text;
-                    text << std::cin.rdbuf();
-                    grid = tool::ParseJson(text.str());
-                } else {
-                    grid = tool::ParseJson(ReadWholeFile(tablePath));
-                }
+                grid = tool::ParseJson(ReadInput(tablePath));
             } catch (const tool::BadTable& bad) {
                 std::cerr << "tolvik: " << tablePath << ": " << bad.what() << '\n';
                 return kExitContent;
             }
             kind.apply(file, tool::CopyIn(grid), options);
         } else if (*headerSet) {
-            const tool::Kind& kind = KindOf("header");
+            const tool::Kind& kind = KindOf("header", options);
             // Column 0 names the module's kind (a compiled module checks it);
             // every other cell stays empty, keeping the file's value.
             const tolvik32::Table current = kind.read(file, options);
@@ -186,6 +256,17 @@ int main(int argc, char** argv)
                           value.empty() ? std::string(tolvik32::kDeleteMark) : value);
             }
             kind.apply(file, std::move(table), options);
+        } else if (*embeddedInsert) {
+            const std::string text = ReadInput(textPath);
+            if (!replace && Exists(file, options.stub)) {
+                std::cerr << "tolvik: " << file << ": " << options.stub
+                          << " is there already and was kept (--replace replaces it)\n";
+            }
+            tolvik32::InsertEmbedded(file, options.point, options.stub, text, replace);
+        } else if (*embeddedShow) {
+            std::cout << PlainText(tolvik32::ReadEmbedded(file, options.stub));
+        } else if (*embeddedRemove) {
+            tolvik32::RemoveEmbedded(file, options.stub);
         }
     } catch (const tolvik32::Error& error) {
         std::cerr << "tolvik: " << error.what() << '\n';
