@@ -141,6 +141,7 @@ void PrintText(std::ostream& out, const Grid& grid, const std::vector<std::strin
             if (c + 1 < line.size())
                 text += std::string(widths[c] - line[c].size() + 2, ' ');
         }
+        text.erase(text.find_last_not_of(' ') + 1);
         out << text << '\n';
     }
 }

@@ -96,12 +96,15 @@ void Print(const tool::Grid& grid, const tool::Kind& kind, const Format& format)
     } else if (format.csv) {
         tool::PrintCsv(std::cout, grid);
     } else if (kind.oneRecord && grid.rows.size() == 1) {
-        // One record: a name and a value per line reads better than a wide row.
+        // One record: a name and a value per line reads better than a wide row;
+        // the attributes it does not have are left out.
         tool::Grid pairs;
         pairs.columns = 2;
-        for (std::size_t c = 0; c < grid.columns; ++c)
-            pairs.rows.push_back(
-                {c < kind.columns.size() ? kind.columns[c] : std::to_string(c), grid.rows[0][c]});
+        for (std::size_t c = 0; c < grid.columns; ++c) {
+            if (grid.rows[0][c])
+                pairs.rows.push_back({c < kind.columns.size() ? kind.columns[c] : std::to_string(c),
+                                      grid.rows[0][c]});
+        }
         tool::PrintText(std::cout, pairs, {"Attribute", "Value"});
     } else {
         tool::PrintText(std::cout, grid, kind.columns);

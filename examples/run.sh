@@ -1,0 +1,18 @@
+#!/usr/bin/env bash
+# The main job: the command-line tool on the example project. Lists the model,
+# a program header, a task stub and the BPAC values; it only reads.
+#   examples/run.sh [path/to/tolvik]      (default: build/tolvik)
+set -euo pipefail
+root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
+tool="$(cd "$(dirname "${1:-build/tolvik}")" && pwd)/$(basename "${1:-build/tolvik}")"
+cd "$root/examples/project"
+
+run() {
+    printf '\n$ tolvik %s\n' "$*"
+    "$tool" "$@"
+}
+
+run read mdl PLANT.MDL
+run read header PUMP.tse
+run read task-stub PUMP.tse --stub PumpLocals
+run read values RECIPE.dpe
