@@ -81,6 +81,30 @@ TOLVIK_API int32_t TOLVIK_CALL IntpSetAttrValue(uint32_t* handle, uint16_t* row,
 /* Discards a table; *handle becomes 0. */
 TOLVIK_API int32_t TOLVIK_CALL IntpCloseRead(uint32_t* handle);
 
+/* Profile files of "[Section]" headers and "Name = value" parameters. On entry
+ * `err` holds the flags word as decimal text: 1024 asks for the listing (one
+ * four-column row per section, "S", name, "...", comment, and per parameter,
+ * "P", name, value, comment); without it the selection is read: *handle must
+ * hold a request table whose row 0 names the wanted parameters (columns 1 on)
+ * and whose column 0 holds section patterns (rows 1 on; "*", "+", "?" are
+ * wildcards, case ignored); the result has a header row and one row per
+ * matching section. 256 makes a section that matches no pattern an error, 512
+ * a parameter that matches no wanted name. A listing without a handle reads
+ * every section. On success *handle holds the result table (the request table
+ * is consumed) and the result is the longest cell's length + 1; otherwise 0,
+ * *handle 0 and the record "2"/"3"/"4", or "101" when a selection gets no
+ * handle. */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadProfileFile(const char* file, uint32_t* handle,
+                                                       uint16_t* rows, uint16_t* cols, char* err);
+
+/* Writes a profile table back into `file` (it must exist). `err` holds the same
+ * flags word as the read that made the table (only 1024 counts). What the table
+ * names is written from it (a value cell of 0x08 removes the parameter, an
+ * empty cell keeps the file's value); every line it does not name stays as it
+ * is, and sections and parameters the file lacks are added. The handle is
+ * consumed; -1 on success, else 0 and the record. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteProfileFile(const char* file, uint32_t* handle, char* err);
+
 /* Extension: every message box the library would show goes to `hook` instead.
  * A null hook restores the default (a message box on Windows, one line on stderr
  * elsewhere). */
