@@ -127,11 +127,13 @@ void CProfileFileParser::Store(std::uint32_t column, const std::string& text)
         return;
     const auto flat = static_cast<std::uint32_t>(index);
     const std::string& cell = *attributes->GetAttribute(static_cast<int>(flat), -1);
-    if (cell == kEmptyCell)
+    std::size_t length = text.size();
+    if (cell == kEmptyCell) {
         attributes->SetAttribute(flat, text);
-    else
+    } else {
+        length += cell.size() + 2;
         attributes->AppendToAttribute(flat, kCrLf + text);
-    const std::size_t length = attributes->GetAttribute(static_cast<int>(flat), -1)->size();
+    }
     if (length > longestCell_)
         longestCell_ = length;
 }
@@ -140,6 +142,17 @@ void CProfileFileParser::AddRow(std::uint32_t columns)
 {
     attributes->AddAttributes(static_cast<int>(columns), nullptr);
     currentRow = attributes->rows++;
+}
+
+void CProfileFileParser::AddListingRow(const char* kind, const std::string& name)
+{
+    // The same as a row of empty cells and two stores, without the lookups.
+    currentRow = attributes->rows++;
+    if (attributes->AddAttribute(kind) && longestCell_ < 1)
+        longestCell_ = 1;
+    if (attributes->AddAttribute(name) && name.size() > longestCell_)
+        longestCell_ = name.size();
+    attributes->AddAttributes(2, nullptr);
 }
 
 bool CProfileFileParser::SectionWanted(const std::string& name) const
@@ -207,11 +220,10 @@ void CProfileFileParser::ReadSection()
     const std::string name = tokenText;
     sectionWanted_ = request_ && SectionWanted(name);
     if (sectionWanted_) {
-        AddRow(resultColumns_);
         if (listing_) {
-            Store(1, name);
-            Store(0, "S");
+            AddListingRow("S", name);
         } else {
+            AddRow(resultColumns_);
             Store(0, name);
         }
     } else if (strictSection_) {
@@ -269,9 +281,7 @@ void CProfileFileParser::ReadParameter()
     const bool wanted = column >= 0;
     if (wanted || !strictParameter_) {
         if (listing_ && sectionWanted_) {
-            AddRow(4);
-            Store(1, name);
-            Store(0, "P");
+            AddListingRow("P", name);
         }
     } else if (sectionWanted_) {
         ReportExpected("Parameter");
@@ -578,7 +588,9 @@ std::string CommentPart(const std::string& cell)
     std::size_t end = cell.size();
     while (end > 0 && (cell[end - 1] == ' ' || cell[end - 1] == '\r' || cell[end - 1] == '\n'))
         --end;
-    return " ; " + ReplaceChars(std::string_view(cell).substr(0, end), ' ', '\r', '\n');
+    std::string part = " ; ";
+    part += ReplaceChars(std::string_view(cell).substr(0, end), ' ', '\r', '\n');
+    return part;
 }
 
 // The pieces of a selection cell: its lines, empty ones left out.
@@ -601,9 +613,12 @@ std::vector<std::string> SplitLines(const std::string& text)
 
 std::string CProfileFileParser::RenderSectionLine(const TableEntry& entry) const
 {
+    std::string line = "[";
+    line += CellText(entry.row, listing_ ? 1 : 0);
+    line += ']';
     if (listing_)
-        return "[" + CellText(entry.row, 1) + "]" + CommentPart(CellText(entry.row, 3)) + "\n";
-    return "[" + CellText(entry.row, 0) + "]\n";
+        line += CommentPart(CellText(entry.row, 3));
+    return line + '\n';
 }
 
 bool CProfileFileParser::ReadsBackQuoted(const std::string& value) const
@@ -620,7 +635,8 @@ namespace {
 // "[", the value's lines, "]": the form that keeps every line as it is.
 std::string BlockValue(const std::string& value)
 {
-    std::string text = "[\n" + RemoveChars(value, '\r', '\r');
+    std::string text = "[\n";
+    text += RemoveChars(value, '\r', '\r');
     if (text.back() != '\n')
         text += '\n';
     return text + "]";

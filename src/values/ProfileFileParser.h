@@ -58,6 +58,7 @@ private:
     bool SectionWanted(const std::string& name) const;
     int ParameterColumn(const std::string& name) const;
     void AddRow(std::uint32_t columns);
+    void AddListingRow(const char* kind, const std::string& name);
     void Store(std::uint32_t column, const std::string& text);
 
     // Writing.
