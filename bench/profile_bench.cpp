@@ -136,9 +136,10 @@ int main(int argc, char** argv)
     for (const BenchFile& file : files) {
         const double ours = reporter.rates["tolvik/" + file.label];
         const double theirs = reporter.rates["inih/" + file.label];
+        constexpr double kMiB = 1024.0 * 1024.0;
         if (ours > 0 && theirs > 0)
-            std::printf("%-8s %14.1f %14.1f %10.2f\n", file.label.c_str(), ours / (1024.0 * 1024.0),
-                        theirs / 1e6, theirs / ours);
+            std::printf("%-8s %14.1f %14.1f %10.2f\n", file.label.c_str(), ours / kMiB,
+                        theirs / kMiB, theirs / ours);
     }
     std::error_code ignored;
     std::filesystem::remove_all(dir, ignored);
