@@ -1,5 +1,6 @@
 #include "ProfileFileParser.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
@@ -122,6 +123,8 @@ bool CProfileFileParser::Run(std::unique_ptr<CAttributeList>& list, std::string&
 
 void CProfileFileParser::Store(std::uint32_t column, const std::string& text)
 {
+    if (layout_)
+        return;
     const std::uint64_t index = std::uint64_t{resultColumns_} * currentRow + column;
     if (column >= resultColumns_ || index >= attributes->Count())
         return;
@@ -140,6 +143,8 @@ void CProfileFileParser::Store(std::uint32_t column, const std::string& text)
 
 void CProfileFileParser::AddRow(std::uint32_t columns)
 {
+    if (layout_)
+        return;
     attributes->AddAttributes(static_cast<int>(columns), nullptr);
     currentRow = attributes->rows++;
 }
@@ -147,6 +152,8 @@ void CProfileFileParser::AddRow(std::uint32_t columns)
 void CProfileFileParser::AddListingRow(const char* kind, const std::string& name)
 {
     // The same as a row of empty cells and two stores, without the lookups.
+    if (layout_)
+        return;
     currentRow = attributes->rows++;
     if (attributes->AddAttribute(kind) && longestCell_ < 1)
         longestCell_ = 1;
@@ -194,6 +201,11 @@ void CProfileFileParser::ReadFile()
     }
     attributes->columns = resultColumns_;
 
+    ReadTopLevel();
+}
+
+void CProfileFileParser::ReadTopLevel()
+{
     GetToken();
     while (parseOk) {
         if (tokenKind == kPunctuator && tokenText == "[") {
@@ -201,6 +213,7 @@ void CProfileFileParser::ReadFile()
         } else if (AtNewline()) {
             GetToken();
         } else if (tokenKind == kComment) {
+            itemStart_ = LineIndex();
             ExpectEndOfLine(nullptr, 2);
         } else {
             // The end of the file, or a line that no section can hold: reading
@@ -216,17 +229,20 @@ void CProfileFileParser::ReadSection()
         ReportExpected("[");
         return;
     }
+    const std::size_t headerLine = itemStart_ = LineIndex();
     GetToken(kDelimited, ']', '\n');
     const std::string name = tokenText;
-    sectionWanted_ = request_ && SectionWanted(name);
-    if (sectionWanted_) {
+    sectionWanted_ = layout_ || (request_ && SectionWanted(name));
+    if (layout_) {
+        // Only the file's shape is wanted.
+    } else if (sectionWanted_) {
         if (listing_) {
             AddListingRow("S", name);
         } else {
             AddRow(resultColumns_);
             Store(0, name);
         }
-    } else if (strictSection_) {
+    } else if (strictSection_ && !layout_) {
         ReportExpected("Section");
         return;
     }
@@ -236,8 +252,11 @@ void CProfileFileParser::ReadSection()
         ReportExpected("]");
         return;
     }
+    if (layout_)
+        NoteItem(true, name, headerLine);
     GetToken();
     if (tokenKind == kComment) {
+        NoteComment();
         std::string comment;
         if (!ExpectEndOfLine(&comment, 0))
             return;
@@ -255,6 +274,10 @@ void CProfileFileParser::ReadSection()
         if (tokenKind == kWord) {
             ReadParameter();
         } else if (tokenKind == kComment) {
+            if (valueOnLine_)
+                NoteComment();
+            else
+                itemStart_ = LineIndex();
             std::string comment;
             if (!ExpectEndOfLine(&comment, 0))
                 return;
@@ -276,14 +299,15 @@ void CProfileFileParser::ReadParameter()
         ReportExpected("Identifier");
         return;
     }
+    const std::size_t firstLine = itemStart_ = LineIndex();
     const std::string name = tokenText;
-    const int column = request_ ? ParameterColumn(name) : -1;
+    const int column = layout_ ? 0 : request_ ? ParameterColumn(name) : -1;
     const bool wanted = column >= 0;
     if (wanted || !strictParameter_) {
         if (listing_ && sectionWanted_) {
             AddListingRow("P", name);
         }
-    } else if (sectionWanted_) {
+    } else if (sectionWanted_ && !layout_) {
         ReportExpected("Parameter");
         return;
     }
@@ -294,16 +318,22 @@ void CProfileFileParser::ReadParameter()
         ReportExpected("=");
         return;
     }
+    const std::size_t valueLine = LineIndex();
+    const bool valueLineEnds = !lineBuffer.empty() && lineBuffer.back() == '\n';
     GetToken(kDelimited, ';', '\n');
     if (tokenKind == kWordChar) {
         if (wanted && sectionWanted_)
             Store(valueColumn, tokenText);
+        if (layout_)
+            NoteItem(false, name, firstLine, valueLine, !valueLineEnds);
     } else if (tokenText == "[") {
         std::string block;
         if (!ReadBlockValue(block))
             return;
         if (wanted && sectionWanted_)
             Store(valueColumn, ToCrLf(block));
+        if (layout_)
+            NoteItem(false, name, firstLine);
     } else {
         ReportExpected("IDENTIFIER");
         return;
@@ -350,33 +380,50 @@ bool CProfileFileParser::ReadBlockValue(std::string& block)
 
 // ---------------------------------------------------------------------------
 // Writing
-
 //
-// The file is scanned first, line by line, into sections and parameters, the
-// way reading sees them. Each section of the file claims the first table entry
-// of the same name (case ignored) that no earlier section claimed; within it,
-// each parameter claims a row (listing) or column (selection) of its name.
-// What is claimed is written from the table in place of the file's lines; every
-// other line is copied as it stands. Entries and parameters that the file does
-// not have are added after the last parameter of their section, new sections
-// after the file's last section. Lines from the first one that reading would
-// stop at (or reject) to the end are copied unchanged, after the new sections.
+// The file is read first, with the reading grammar, for its shape: where each
+// section header and each parameter stands (lines), with the comment that
+// follows it. Each section of the file claims the first table entry of the
+// same name (case ignored) that no earlier section claimed; within it, each
+// parameter claims a row (listing) or column (selection) of its name. What is
+// claimed is written from the table in place of the file's lines; every other
+// line is copied as it stands. Entries and parameters that the file does not
+// have are added after the last parameter of their section, new sections after
+// the last section that reading reaches. A section or parameter that shares a
+// line with another one is kept as it stands, and so is everything from the
+// line where reading stops (or fails) on.
 
-struct CProfileFileParser::FileLayout {
-    struct Parameter {
-        std::string name;
-        std::size_t first = 0;
-        std::size_t last = 0;
-    };
-    struct Section {
-        std::string name;
-        std::size_t header = 0;
-        std::size_t end = 0;  // one past its last line
-        std::vector<Parameter> parameters;
-    };
-    std::vector<Section> sections;
-    std::size_t tail = 0;  // the first line reading would not get past
-};
+std::size_t CProfileFileParser::LineIndex() const
+{
+    return static_cast<std::size_t>(lineNumber > 0 ? lineNumber - 1 : 0);
+}
+
+void CProfileFileParser::NoteItem(bool section, const std::string& name, std::size_t first)
+{
+    LayoutItem item;
+    item.section = section;
+    item.name = name;
+    item.first = first;
+    item.last = LineIndex();
+    item.unterminated = lineBuffer.empty() || lineBuffer.back() != '\n';
+    layout_->push_back(std::move(item));
+}
+
+void CProfileFileParser::NoteItem(bool section, const std::string& name, std::size_t first,
+                                  std::size_t last, bool unterminated)
+{
+    NoteItem(section, name, first);
+    layout_->back().last = last;
+    layout_->back().unterminated = unterminated;
+}
+
+void CProfileFileParser::NoteComment()
+{
+    if (layout_ && !layout_->empty()) {
+        layout_->back().hasComment = true;
+        layout_->back().comment = tokenText;
+    }
+}
 
 struct CProfileFileParser::TableEntry {
     std::uint32_t row = 0;
@@ -387,152 +434,85 @@ struct CProfileFileParser::TableEntry {
 
 namespace {
 
-using ClassTable = std::array<std::uint32_t, 256>;
-
-std::uint32_t ClassIn(const ClassTable& classes, char c)
-{
-    return classes[static_cast<unsigned char>(c)];
-}
-
-std::size_t SkipSpace(const ClassTable& classes, std::string_view line, std::size_t pos)
-{
-    while (pos < line.size() && ClassIn(classes, line[pos]) == kSpaceChar)
-        ++pos;
-    return pos;
-}
-
 // Trimmed as the delimited scan trims: blanks, then one quote, at each end.
-std::string TrimValue(const ClassTable& classes, std::string_view text)
+std::string TrimValue(const std::array<std::uint32_t, 256>& classes, std::string_view text)
 {
+    auto classOf = [&classes](char c) { return classes[static_cast<unsigned char>(c)]; };
     std::size_t begin = 0;
     std::size_t end = text.size();
-    while (begin < end && ClassIn(classes, text[begin]) == kSpaceChar)
+    while (begin < end && classOf(text[begin]) == kSpaceChar)
         ++begin;
-    if (begin < end && ClassIn(classes, text[begin]) == kQuoteChar)
+    if (begin < end && classOf(text[begin]) == kQuoteChar)
         ++begin;
-    while (end > begin && ClassIn(classes, text[end - 1]) == kSpaceChar)
+    while (end > begin && classOf(text[end - 1]) == kSpaceChar)
         --end;
-    if (end > begin && ClassIn(classes, text[end - 1]) == kQuoteChar)
+    if (end > begin && classOf(text[end - 1]) == kQuoteChar)
         --end;
     return std::string(text.substr(begin, end - begin));
 }
 
-// Nothing but blanks, maybe a comment, and the line end from `pos` on.
-bool OnlyCommentFrom(const ClassTable& classes, std::string_view line, std::size_t pos)
+// " ; " and the comment on one line, or nothing for an empty cell.
+std::string CommentPart(const std::string& cell)
 {
-    pos = SkipSpace(classes, line, pos);
-    return pos >= line.size() || line[pos] == '\n' || ClassIn(classes, line[pos]) == kCommentChar;
+    if (cell == kEmptyCell)
+        return {};
+    std::size_t end = cell.size();
+    while (end > 0 && (cell[end - 1] == ' ' || cell[end - 1] == '\r' || cell[end - 1] == '\n'))
+        --end;
+    std::string part = " ; ";
+    part += ReplaceChars(std::string_view(cell).substr(0, end), ' ', '\r', '\n');
+    return part;
 }
 
-enum class LineKind { Blank, Comment, Header, Parameter, Other };
-
-// The first token of a line, the way the reader takes it.
-LineKind KindOf(const ClassTable& classes, std::string_view line, std::size_t& pos)
+// The pieces of a selection cell: its lines, empty ones left out.
+std::vector<std::string> SplitLines(const std::string& text)
 {
-    pos = SkipSpace(classes, line, 0);
-    if (pos >= line.size() || line[pos] == '\n')
-        return LineKind::Blank;
-    const std::uint32_t cls = ClassIn(classes, line[pos]);
-    if (cls == kCommentChar)
-        return LineKind::Comment;
-    if (line[pos] == '[')
-        return LineKind::Header;
-    if (cls == kWordChar || cls == kQuoteChar)
-        return LineKind::Parameter;
-    return LineKind::Other;
+    std::vector<std::string> pieces;
+    std::size_t start = 0;
+    while (start < text.size()) {
+        std::size_t end = text.find_first_of("\r\n", start);
+        if (end == std::string::npos)
+            end = text.size();
+        if (end > start)
+            pieces.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+    return pieces;
+}
+
+// "[", the value's lines, "]": the form that keeps every line as it is.
+std::string BlockValue(const std::string& value)
+{
+    std::string text = "[\n";
+    text += RemoveChars(value, '\r', '\r');
+    if (text.back() != '\n')
+        text += '\n';
+    return text + "]";
+}
+
+// The file's own comment after an item, as it stood (";" and its text).
+std::string FileComment(const CProfileFileParser::LayoutItem& item)
+{
+    return item.hasComment ? " ;" + item.comment : std::string();
+}
+
+// Puts `comment` at the end of the first line of `lines`.
+std::string WithComment(std::string lines, const std::string& comment)
+{
+    if (!comment.empty())
+        lines.insert(std::min(lines.find('\n'), lines.size()), comment);
+    return lines;
 }
 
 }  // namespace
 
-CProfileFileParser::FileLayout CProfileFileParser::ScanLayout(
-    const std::vector<std::string>& lines) const
+bool CProfileFileParser::ReadsBackQuoted(const std::string& value) const
 {
-    FileLayout layout;
-    const std::size_t count = lines.size();
-    std::size_t i = 0;
-    for (; i < count; ++i) {
-        const std::string& line = lines[i];
-        std::size_t pos = 0;
-        const LineKind kind = KindOf(charClass, line, pos);
-        if (kind == LineKind::Blank || kind == LineKind::Comment)
-            continue;
-        if (kind == LineKind::Header) {
-            const std::size_t close = line.find(']', pos + 1);
-            const std::size_t newline = line.find('\n', pos + 1);
-            if (close == std::string::npos || close > newline ||
-                !OnlyCommentFrom(charClass, line, close + 1))
-                break;
-            if (!layout.sections.empty())
-                layout.sections.back().end = i;
-            FileLayout::Section section;
-            section.name =
-                TrimValue(charClass, std::string_view(line).substr(pos + 1, close - pos - 1));
-            section.header = i;
-            layout.sections.push_back(std::move(section));
-            continue;
-        }
-        if (kind != LineKind::Parameter || layout.sections.empty())
-            break;
-
-        // Name, "=", value.
-        FileLayout::Parameter parameter;
-        std::size_t at = pos;
-        if (ClassIn(charClass, line[at]) == kQuoteChar) {
-            const char quote = line[at++];
-            const std::size_t start = at;
-            while (at < line.size() && line[at] != quote && line[at] != '\n')
-                ++at;
-            parameter.name = line.substr(start, at - start);
-            if (at < line.size() && line[at] == quote)
-                ++at;
-        } else {
-            const std::size_t start = at;
-            while (at < line.size() && ClassIn(charClass, line[at]) == kWordChar)
-                ++at;
-            parameter.name = line.substr(start, at - start);
-        }
-        at = SkipSpace(charClass, line, at);
-        if (at >= line.size() || line[at] != '=')
-            break;
-        const std::size_t valueStart = at + 1;
-        std::size_t valueEnd = valueStart;
-        while (valueEnd < line.size() && line[valueEnd] != ';' && line[valueEnd] != '\n')
-            ++valueEnd;
-        const std::string value =
-            TrimValue(charClass, std::string_view(line).substr(valueStart, valueEnd - valueStart));
-        parameter.first = i;
-        parameter.last = i;
-        if (value == "[") {
-            // A block: its lines up to one that starts with "]".
-            if (valueEnd >= line.size() || line[valueEnd] != '\n')
-                break;
-            std::size_t j = i + 1;
-            bool closed = false;
-            for (; j < count; ++j) {
-                const std::string& inner = lines[j];
-                if (inner.find(']') == std::string::npos)
-                    continue;
-                std::size_t first = SkipSpace(charClass, inner, 0);
-                if (first < inner.size() && inner[first] == '[')
-                    break;
-                if (first < inner.size() && inner[first] == ']') {
-                    closed = OnlyCommentFrom(charClass, inner, first + 1);
-                    break;
-                }
-            }
-            if (!closed)
-                break;
-            parameter.last = j;
-        } else if (!value.empty() && ClassIn(charClass, value[0]) != kWordChar) {
-            break;
-        }
-        i = parameter.last;
-        layout.sections.back().parameters.push_back(std::move(parameter));
-    }
-    layout.tail = i;
-    if (!layout.sections.empty())
-        layout.sections.back().end = i;
-    return layout;
+    if (value.find_first_of(";\n") != std::string::npos)
+        return false;
+    if (!value.empty() && ClassOf(value[0]) != kWordChar)
+        return false;
+    return TrimValue(charClass, '"' + value + '"') == value;
 }
 
 std::string CProfileFileParser::CellText(std::uint32_t row, std::uint32_t column) const
@@ -578,39 +558,6 @@ std::vector<CProfileFileParser::TableEntry> CProfileFileParser::CollectEntries(
     return entries;
 }
 
-namespace {
-
-// " ; " and the comment on one line, or nothing for an empty cell.
-std::string CommentPart(const std::string& cell)
-{
-    if (cell == kEmptyCell)
-        return {};
-    std::size_t end = cell.size();
-    while (end > 0 && (cell[end - 1] == ' ' || cell[end - 1] == '\r' || cell[end - 1] == '\n'))
-        --end;
-    std::string part = " ; ";
-    part += ReplaceChars(std::string_view(cell).substr(0, end), ' ', '\r', '\n');
-    return part;
-}
-
-// The pieces of a selection cell: its lines, empty ones left out.
-std::vector<std::string> SplitLines(const std::string& text)
-{
-    std::vector<std::string> pieces;
-    std::size_t start = 0;
-    while (start < text.size()) {
-        std::size_t end = text.find_first_of("\r\n", start);
-        if (end == std::string::npos)
-            end = text.size();
-        if (end > start)
-            pieces.push_back(text.substr(start, end - start));
-        start = end + 1;
-    }
-    return pieces;
-}
-
-}  // namespace
-
 std::string CProfileFileParser::RenderSectionLine(const TableEntry& entry) const
 {
     std::string line = "[";
@@ -620,29 +567,6 @@ std::string CProfileFileParser::RenderSectionLine(const TableEntry& entry) const
         line += CommentPart(CellText(entry.row, 3));
     return line + '\n';
 }
-
-bool CProfileFileParser::ReadsBackQuoted(const std::string& value) const
-{
-    if (value.find_first_of(";\n") != std::string::npos)
-        return false;
-    if (!value.empty() && ClassOf(value[0]) != kWordChar)
-        return false;
-    return TrimValue(charClass, '"' + value + '"') == value;
-}
-
-namespace {
-
-// "[", the value's lines, "]": the form that keeps every line as it is.
-std::string BlockValue(const std::string& value)
-{
-    std::string text = "[\n";
-    text += RemoveChars(value, '\r', '\r');
-    if (text.back() != '\n')
-        text += '\n';
-    return text + "]";
-}
-
-}  // namespace
 
 std::string CProfileFileParser::RenderListingParameter(std::uint32_t row) const
 {
@@ -711,30 +635,85 @@ void CProfileFileParser::Emit(const std::string& text)
 
 void CProfileFileParser::WriteFile()
 {
-    std::vector<std::string> lines;
+    // The file's shape, read as a listing of everything.
+    std::vector<LayoutItem> items;
+    layout_ = &items;
+    const std::string message = messageBuffer;
+    ReadTopLevel();
+    constexpr std::size_t kNoTail = static_cast<std::size_t>(-1);
+    std::size_t tail = kNoTail;
+    if (!parseOk)
+        tail = itemStart_;  // what does not read stays as it is
+    else if (tokenKind != kEndOfFile)
+        tail = LineIndex();
+    parseOk = true;
+    messageBuffer = message;
+    layout_ = nullptr;
+    skippedSpace.clear();
+
+    SkipToPosition(0);
+    std::size_t count = 0;
     while (!endOfInput) {
-        lines.push_back(lineBuffer);
+        ++count;
         ReadLine();
     }
-    const std::size_t count = lines.size();
-    const FileLayout layout = ScanLayout(lines);
+    if (tail == kNoTail || tail > count)
+        tail = count;
+
+    // Items that share a line with another, that stand in a piece of an
+    // over-long line, or that reach into the tail are kept as they stand.
+    std::vector<bool> sharesNext(items.size(), false);
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        LayoutItem& item = items[i];
+        if (i + 1 < items.size() && items[i + 1].first <= item.last) {
+            sharesNext[i] = true;
+            item.frozen = items[i + 1].frozen = true;
+        }
+        if ((item.unterminated && item.last + 1 < count) || item.last >= tail)
+            item.frozen = true;
+    }
+    // New sections go where reading still reaches them, never between the
+    // lines of an item.
+    std::size_t newSectionsAt = tail;
+    for (const LayoutItem& item : items)
+        if (item.first < tail && item.last >= tail)
+            newSectionsAt = std::max(newSectionsAt, item.last + 1);
+
     std::vector<std::uint32_t> orphans;
     std::vector<TableEntry> entries = CollectEntries(orphans);
 
     // What each line becomes: kept as it stands, or replaced by text that goes
-    // before it, and text added after it.
+    // before it; and text added after it.
     std::vector<bool> keep(count, true);
     std::vector<std::string> before(count + 1);
-    std::vector<std::string> after(count);
+    std::vector<std::string> after(count + 1);
+    auto drop = [&keep](const LayoutItem& item) {
+        for (std::size_t line = item.first; line <= item.last && line < keep.size(); ++line)
+            keep[line] = false;
+    };
+    // `text` after line `line` (-1: before the first line).
+    auto addAfter = [&](std::size_t line, const std::string& text) {
+        if (line == static_cast<std::size_t>(-1))
+            before[0] += text;
+        else
+            after[std::min(line, count)] += text;
+    };
 
     for (std::uint32_t row : orphans)
         if (CellText(row, 2) != kDeleteMark)
             before[0] += RenderListingParameter(row);
 
-    for (const FileLayout::Section& section : layout.sections) {
+    for (std::size_t s = 0; s < items.size(); ++s) {
+        if (!items[s].section)
+            continue;
+        const LayoutItem& header = items[s];
+        std::size_t end = s + 1;
+        while (end < items.size() && !items[end].section)
+            ++end;
+
         TableEntry* entry = nullptr;
         for (TableEntry& candidate : entries) {
-            if (!candidate.claimed && EqualsNoCase(candidate.name, section.name)) {
+            if (!candidate.claimed && EqualsNoCase(candidate.name, header.name)) {
                 entry = &candidate;
                 break;
             }
@@ -742,74 +721,110 @@ void CProfileFileParser::WriteFile()
         if (!entry)
             continue;  // the table does not hold this section: it stays as it is
         entry->claimed = true;
-        if (listing_ && CellText(entry->row, 2) == kDeleteMark) {
-            for (std::size_t line = section.header; line < section.end; ++line)
-                keep[line] = false;
-            continue;
+
+        // Where new parameters go: after the last item of the section whose
+        // line no later item shares.
+        std::size_t insertAfter = header.last;
+        for (std::size_t k = end; k-- > s + 1;) {
+            if (!sharesNext[k]) {
+                insertAfter = items[k].last;
+                break;
+            }
         }
-        keep[section.header] = false;
-        before[section.header] += RenderSectionLine(*entry);
-        std::size_t insertAfter = section.header;
+        const bool frozenSection = header.frozen;
+        if (!frozenSection && listing_ && CellText(entry->row, 2) == kDeleteMark) {
+            const std::size_t last = end < items.size() ? items[end].first : tail;
+            bool clean = true;
+            for (std::size_t k = s + 1; k < end; ++k)
+                clean = clean && !items[k].frozen;
+            if (clean) {
+                for (std::size_t line = header.first; line < last && line < count; ++line)
+                    keep[line] = false;
+                continue;
+            }
+        }
+        if (!frozenSection) {
+            drop(header);
+            std::string line = RenderSectionLine(*entry);
+            if (!listing_)
+                line = WithComment(line, FileComment(header));
+            before[header.first] += line;
+        }
 
         if (listing_) {
             std::vector<bool> rowUsed(entry->parameterRows.size(), false);
-            for (const FileLayout::Parameter& parameter : section.parameters) {
-                insertAfter = parameter.last;
-                std::size_t k = 0;
-                while (k < entry->parameterRows.size() &&
-                       (rowUsed[k] ||
-                        !EqualsNoCase(CellText(entry->parameterRows[k], 1), parameter.name)))
-                    ++k;
-                if (k == entry->parameterRows.size())
-                    continue;
-                rowUsed[k] = true;
-                const std::uint32_t row = entry->parameterRows[k];
+            for (std::size_t k = s + 1; k < end; ++k) {
+                const LayoutItem& parameter = items[k];
+                std::size_t r = 0;
+                while (r < entry->parameterRows.size() &&
+                       (rowUsed[r] ||
+                        !EqualsNoCase(CellText(entry->parameterRows[r], 1), parameter.name)))
+                    ++r;
+                if (r == entry->parameterRows.size())
+                    continue;  // not in the table: the line stays
+                rowUsed[r] = true;
+                const std::uint32_t row = entry->parameterRows[r];
                 const std::string value = CellText(row, 2);
-                if (value == kEmptyCell)
-                    continue;  // the table does not know the value: keep the file's line
-                for (std::size_t line = parameter.first; line <= parameter.last; ++line)
-                    keep[line] = false;
+                if (parameter.frozen || value == kEmptyCell)
+                    continue;  // kept as the file has it
+                drop(parameter);
                 if (value != kDeleteMark)
                     before[parameter.first] += RenderListingParameter(row);
             }
-            for (std::size_t k = 0; k < entry->parameterRows.size(); ++k)
-                if (!rowUsed[k] && CellText(entry->parameterRows[k], 2) != kDeleteMark)
-                    after[insertAfter] += RenderListingParameter(entry->parameterRows[k]);
+            for (std::size_t r = 0; r < entry->parameterRows.size(); ++r)
+                if (!rowUsed[r] && CellText(entry->parameterRows[r], 2) != kDeleteMark)
+                    addAfter(insertAfter, RenderListingParameter(entry->parameterRows[r]));
             continue;
         }
 
         const std::uint32_t columns = attributes->columns;
-        std::vector<bool> seen(columns, false);
-        for (const FileLayout::Parameter& parameter : section.parameters) {
-            insertAfter = parameter.last;
+        auto columnOf = [&](const LayoutItem& parameter) {
             std::uint32_t column = 1;
             while (column < columns && !EqualsNoCase(CellText(0, column), parameter.name))
                 ++column;
+            return column;
+        };
+        // One cell stands for every occurrence of its name: when one of them
+        // must stay as it is, they all do.
+        std::vector<bool> keepColumn(columns, false);
+        for (std::size_t k = s + 1; k < end; ++k) {
+            const std::uint32_t column = columnOf(items[k]);
+            if (column < columns && items[k].frozen)
+                keepColumn[column] = true;
+        }
+        std::vector<bool> seen(columns, false);
+        for (std::size_t k = s + 1; k < end; ++k) {
+            const LayoutItem& parameter = items[k];
+            const std::uint32_t column = columnOf(parameter);
             if (column >= columns)
-                continue;
-            const std::string cell = CellText(entry->row, column);
-            if (cell == kEmptyCell) {
-                seen[column] = true;
-                continue;
-            }
-            for (std::size_t line = parameter.first; line <= parameter.last; ++line)
-                keep[line] = false;
-            // Every occurrence of the name is the one cell: written once, at
-            // the first.
-            if (!seen[column] && cell != kDeleteMark)
-                before[parameter.first] += RenderSelectionValue(entry->row, column);
+                continue;  // not asked for: the line stays
+            const bool first = !seen[column];
             seen[column] = true;
+            const std::string cell = CellText(entry->row, column);
+            if (keepColumn[column] || cell == kEmptyCell)
+                continue;  // kept as the file has it
+            drop(parameter);
+            // Every occurrence of the name is the one cell: written once, at
+            // the first, with the file's comment. A later occurrence's comment
+            // stays as a comment line.
+            if (cell == kDeleteMark)
+                continue;
+            if (first)
+                before[parameter.first] +=
+                    WithComment(RenderSelectionValue(entry->row, column), FileComment(parameter));
+            else if (parameter.hasComment)
+                before[parameter.first] += ";" + parameter.comment + "\n";
         }
         for (std::uint32_t column = 1; column < columns; ++column) {
             const std::string cell = CellText(entry->row, column);
             if (!seen[column] && cell != kEmptyCell && cell != kDeleteMark)
-                after[insertAfter] += RenderSelectionValue(entry->row, column);
+                addAfter(insertAfter, RenderSelectionValue(entry->row, column));
         }
     }
 
     for (const TableEntry& entry : entries)
         if (!entry.claimed && !(listing_ && CellText(entry.row, 2) == kDeleteMark))
-            before[layout.tail] += RenderNewSection(entry);
+            before[std::min(newSectionsAt, count)] += RenderNewSection(entry);
 
     // Second pass: the file again from its start, now written.
     SkipToPosition(0);

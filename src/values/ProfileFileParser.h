@@ -49,6 +49,19 @@ public:
     // After a successful read: the length of the longest cell stored.
     std::size_t LongestCell() const { return longestCell_; }
 
+    // A section header or parameter as it stands in the file: its lines
+    // (0-based) and the comment after it.
+    struct LayoutItem {
+        bool section = false;
+        std::string name;
+        std::size_t first = 0;
+        std::size_t last = 0;
+        bool unterminated = false;  // its last line has no line end
+        bool hasComment = false;
+        std::string comment;  // the text after ";"
+        bool frozen = false;  // written back exactly as it stands
+    };
+
 private:
     // Reading.
     void ReadFile();
@@ -62,14 +75,18 @@ private:
     void Store(std::uint32_t column, const std::string& text);
 
     // Writing.
-    struct FileLayout;
     struct TableEntry;
     void WriteFile();
-    FileLayout ScanLayout(const std::vector<std::string>& lines) const;
+    std::size_t LineIndex() const;
+    void NoteItem(bool section, const std::string& name, std::size_t first);
+    void NoteItem(bool section, const std::string& name, std::size_t first, std::size_t last,
+                  bool unterminated);
+    void NoteComment();
+    void ReadTopLevel();
     std::vector<TableEntry> CollectEntries(std::vector<std::uint32_t>& orphans) const;
     std::string CellText(std::uint32_t row, std::uint32_t column) const;
-    std::string RenderSectionLine(const TableEntry& entry) const;
     bool ReadsBackQuoted(const std::string& value) const;
+    std::string RenderSectionLine(const TableEntry& entry) const;
     std::string RenderListingParameter(std::uint32_t row) const;
     std::string RenderSelectionValue(std::uint32_t row, std::uint32_t column) const;
     std::string RenderNewSection(const TableEntry& entry) const;
@@ -85,6 +102,10 @@ private:
     std::size_t longestCell_ = 0;
     bool sectionWanted_ = false;
     bool valueOnLine_ = false;
+    // While a write reads the file's shape: its sections and parameters.
+    std::vector<LayoutItem>* layout_ = nullptr;
+    // The line where the latest section, parameter or comment began.
+    std::size_t itemStart_ = 0;
 };
 
 }  // namespace tolvik
