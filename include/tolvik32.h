@@ -97,11 +97,14 @@ TOLVIK_API int32_t TOLVIK_CALL IntpCloseRead(uint32_t* handle);
 TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadProfileFile(const char* file, uint32_t* handle,
                                                        uint16_t* rows, uint16_t* cols, char* err);
 
-/* Writes a profile table back into `file` (it must exist). `err` holds the same
- * flags word as the read that made the table (only 1024 counts). What the table
- * names is written from it (a value cell of 0x08 removes the parameter, an
- * empty cell keeps the file's value); every line it does not name stays as it
- * is, and sections and parameters the file lacks are added. The handle is
+/* Writes a profile table back into `file`, which must exist. `err` holds the
+ * same flags word as the read that made the table (only 1024 counts). Sections
+ * and parameters the table names are written from it, in the layout
+ * `Name = "value" ; comment` ("Name = [" ... "]" for values of several lines);
+ * every line it does not name stays exactly as it is, and what the file lacks
+ * is added to its section or as a new section. A value cell of 0x08 removes
+ * the parameter (in a listing, 0x08 in a section row's third cell removes the
+ * section); an empty value cell keeps the file's value. The handle is
  * consumed; -1 on success, else 0 and the record. */
 TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteProfileFile(const char* file, uint32_t* handle, char* err);
 

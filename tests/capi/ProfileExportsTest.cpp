@@ -148,6 +148,19 @@ TEST_F(ProfileExports, CloseWithoutHandleWritesNothing)
     EXPECT_EQ(Read("p.ini"), "[S]\nA = 1\n");
 }
 
+TEST_F(ProfileExports, CloseOnAMissingFileFailsAndConsumesTheHandle)
+{
+    uint16_t r = 1;
+    uint16_t c = 4;
+    ASSERT_EQ(IntpOpenWrite(&handle, &r, &c), -1);
+    const std::string missing = (dir_ / "absent.ini").string();
+    Flags("1024");
+    EXPECT_EQ(IntpCloseWriteProfileFile(missing.c_str(), &handle, err), 0);
+    EXPECT_EQ(std::string(err), "4" + kSub + missing + kSub + kSub + kSub + kSub);
+    EXPECT_EQ(handle, 0u);
+    EXPECT_FALSE(std::filesystem::exists(dir_ / "absent.ini"));
+}
+
 TEST_F(ProfileExports, ReadChangeWriteKeepsTheRestOfTheFile)
 {
     const std::string file =
