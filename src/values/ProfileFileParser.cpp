@@ -539,8 +539,13 @@ std::vector<CProfileFileParser::TableEntry> CProfileFileParser::CollectEntries(
                 TableEntry entry;
                 entry.row = row;
                 entry.name = CellText(row, 1);
+                // A section without a name is not written, nor are its
+                // parameters.
+                entry.claimed = entry.name == kEmptyCell;
                 entries.push_back(std::move(entry));
             } else if (first == 'P' || first == 'p') {
+                if (CellText(row, 1) == kEmptyCell)
+                    continue;  // a parameter without a name
                 if (entries.empty())
                     orphans.push_back(row);
                 else
@@ -549,6 +554,8 @@ std::vector<CProfileFileParser::TableEntry> CProfileFileParser::CollectEntries(
         }
     } else {
         for (std::uint32_t row = 1; row < rows; ++row) {
+            if (CellText(row, 0) == kEmptyCell)
+                continue;  // a row without a section name
             TableEntry entry;
             entry.row = row;
             entry.name = CellText(row, 0);
@@ -570,7 +577,11 @@ std::string CProfileFileParser::RenderSectionLine(const TableEntry& entry) const
 
 std::string CProfileFileParser::RenderListingParameter(std::uint32_t row) const
 {
-    const std::string value = CellText(row, 2);
+    // The empty-cell byte would end the file for every later read: a new
+    // parameter without a value is written with an empty one.
+    std::string value = CellText(row, 2);
+    if (value == kEmptyCell)
+        value.clear();
     std::string line = CellText(row, 1) + " = ";
     // A value of several lines goes in as a block; so does one that would not
     // read back from between quotes (a leading blank, a ";").

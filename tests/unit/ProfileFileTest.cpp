@@ -373,7 +373,11 @@ TEST(ProfileWrite, NewFileGetsTheTableInItsPlainLayout)
         "P|Lines|one\\r\\ntwo|two\\r\\nlines\\n\n"
         "S|Second|...|...\n"
         "P|Empty||...\n"
-        "X|Ignored|row|...\n");
+        "P|NoValue|...|...\n"
+        "P|...|nameless|...\n"
+        "X|Ignored|row|...\n"
+        "S|...|...|...\n"
+        "P|InNameless|1|...\n");
     ASSERT_TRUE(WriteProfile(file, kListing, std::move(table)));
     EXPECT_EQ(temp.Read("new.ini"),
               "[First] ; top\n"
@@ -381,7 +385,8 @@ TEST(ProfileWrite, NewFileGetsTheTableInItsPlainLayout)
               "Lines = [\none\ntwo\n] ; two  lines\n"
               "\n"
               "[Second]\n"
-              "Empty = \"\"\n");
+              "Empty = \"\"\n"
+              "NoValue = \"\"\n");
 
     ReadOutcome back = ReadProfile(file, kListing);
     ASSERT_TRUE(back.ok);
@@ -390,7 +395,8 @@ TEST(ProfileWrite, NewFileGetsTheTableInItsPlainLayout)
               "P|Name|Pump|...\n"
               "P|Lines|one\\r\\ntwo\\r\\n|two  lines\n"
               "S|Second|...|...\n"
-              "P|Empty||...\n");
+              "P|Empty||...\n"
+              "P|NoValue||...\n");
 }
 
 TEST(ProfileWrite, SelectionSplitsJoinedValuesIntoRepeatedLines)
@@ -400,6 +406,7 @@ TEST(ProfileWrite, SelectionSplitsJoinedValuesIntoRepeatedLines)
     auto table = TableFrom(
         "...|Path|Mode|Gone\n"
         "Dirs|a\\r\\nb\\r\\n\\r\\nc|...|\\b\n"
+        "...|nameless|...|...\n"
         "More|\\r\\n|x|...\n");
     ASSERT_TRUE(WriteProfile(file, 0, std::move(table)));
     EXPECT_EQ(temp.Read("new.ini"),
