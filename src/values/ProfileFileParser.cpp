@@ -506,6 +506,18 @@ std::string WithComment(std::string lines, const std::string& comment)
 
 }  // namespace
 
+std::string CProfileFileParser::NameText(const std::string& name) const
+{
+    // A name that is not one word (a blank in it, say) reads back only from
+    // between quotes, as it was read.
+    bool word = !name.empty();
+    for (char c : name)
+        word = word && ClassOf(c) == kWordChar;
+    if (word || name.find_first_of("\"\n") != std::string::npos)
+        return name;
+    return '"' + name + '"';
+}
+
 bool CProfileFileParser::ReadsBackQuoted(const std::string& value) const
 {
     if (value.find_first_of(";\n") != std::string::npos)
@@ -582,7 +594,7 @@ std::string CProfileFileParser::RenderListingParameter(std::uint32_t row) const
     std::string value = CellText(row, 2);
     if (value == kEmptyCell)
         value.clear();
-    std::string line = CellText(row, 1) + " = ";
+    std::string line = NameText(CellText(row, 1)) + " = ";
     // A value of several lines goes in as a block; so does one that would not
     // read back from between quotes (a leading blank, a ";").
     if (value.find('\n') != std::string::npos || !ReadsBackQuoted(value))
@@ -594,7 +606,7 @@ std::string CProfileFileParser::RenderListingParameter(std::uint32_t row) const
 
 std::string CProfileFileParser::RenderSelectionValue(std::uint32_t row, std::uint32_t column) const
 {
-    const std::string name = CellText(0, column);
+    const std::string name = NameText(CellText(0, column));
     const std::string value = CellText(row, column);
     std::vector<std::string> pieces = SplitLines(value);
     bool asBlock = value.size() >= 2 && value.compare(value.size() - 2, 2, kCrLf) == 0;

@@ -86,6 +86,7 @@ private:
     std::vector<TableEntry> CollectEntries(std::vector<std::uint32_t>& orphans) const;
     std::string CellText(std::uint32_t row, std::uint32_t column) const;
     bool ReadsBackQuoted(const std::string& value) const;
+    std::string NameText(const std::string& name) const;
     std::string RenderSectionLine(const TableEntry& entry) const;
     std::string RenderListingParameter(std::uint32_t row) const;
     std::string RenderSelectionValue(std::uint32_t row, std::uint32_t column) const;

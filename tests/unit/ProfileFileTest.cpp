@@ -299,11 +299,11 @@ TEST_P(ProfileRoundTrip, UnchangedTableReadsBackTheSame)
         "round.ini",
         "; settings\r\n[Main] ; the main part\r\nName = \"Pump 1\" ; first\r\nSpeed=12\r\n"
         "Speed = 13\r\nText = [\r\n  line one\r\n\r\n  line three\r\n]\r\n\r\n"
-        "[Other]\r\nEmpty =\r\nQuoted = \"a \"b\" \" ; it's \"quoted\"\r\n[Main]\r\nName = "
-        "two\r\n");
+        "[Other]\r\nEmpty =\r\nQuoted = \"a \"b\" \" ; it's \"quoted\"\r\n"
+        "\"Two Words\" = x\r\n[Main]\r\nName = two\r\n");
     std::unique_ptr<CAttributeList> request;
     if (!(flags & kListing))
-        request = TableFrom("...|name|speed|TEXT|Empty|quoted\n*\n");
+        request = TableFrom("...|name|speed|TEXT|Empty|quoted|two words\n*\n");
     ReadOutcome first = ReadProfile(file, flags, request ? TableFrom(Dump(*request)) : nullptr);
     ASSERT_TRUE(first.ok) << ShowMessage(first.message, file);
     const std::string before = Dump(*first.table);
