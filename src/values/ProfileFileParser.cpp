@@ -5,6 +5,8 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <deque>
+#include <unordered_map>
 
 #include "../textfile/Charset.h"
 
@@ -496,6 +498,29 @@ std::string FileComment(const CProfileFileParser::LayoutItem& item)
     return item.hasComment ? " ;" + item.comment : std::string();
 }
 
+// Table entries by name (case ignored); each is handed out once, first come
+// (in table order) first.
+class NameClaims {
+public:
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+    void Add(const std::string& name, std::size_t index)
+    {
+        byName_[ToUpper(name)].push_back(index);
+    }
+    std::size_t Take(const std::string& name)
+    {
+        auto it = byName_.find(ToUpper(name));
+        if (it == byName_.end() || it->second.empty())
+            return kNone;
+        const std::size_t index = it->second.front();
+        it->second.pop_front();
+        return index;
+    }
+
+private:
+    std::unordered_map<std::string, std::deque<std::size_t>> byName_;
+};
+
 // Puts `comment` at the end of the first line of `lines`.
 std::string WithComment(std::string lines, const std::string& comment)
 {
@@ -704,6 +729,10 @@ void CProfileFileParser::WriteFile()
 
     std::vector<std::uint32_t> orphans;
     std::vector<TableEntry> entries = CollectEntries(orphans);
+    NameClaims sectionClaims;
+    for (std::size_t e = 0; e < entries.size(); ++e)
+        if (!entries[e].claimed)
+            sectionClaims.Add(entries[e].name, e);
 
     // What each line becomes: kept as it stands, or replaced by text that goes
     // before it; and text added after it.
@@ -734,15 +763,10 @@ void CProfileFileParser::WriteFile()
         while (end < items.size() && !items[end].section)
             ++end;
 
-        TableEntry* entry = nullptr;
-        for (TableEntry& candidate : entries) {
-            if (!candidate.claimed && EqualsNoCase(candidate.name, header.name)) {
-                entry = &candidate;
-                break;
-            }
-        }
-        if (!entry)
+        const std::size_t claimed = sectionClaims.Take(header.name);
+        if (claimed == NameClaims::kNone)
             continue;  // the table does not hold this section: it stays as it is
+        TableEntry* entry = &entries[claimed];
         entry->claimed = true;
 
         // Where new parameters go: after the last item of the section whose
@@ -776,14 +800,13 @@ void CProfileFileParser::WriteFile()
 
         if (listing_) {
             std::vector<bool> rowUsed(entry->parameterRows.size(), false);
+            NameClaims rowClaims;
+            for (std::size_t r = 0; r < entry->parameterRows.size(); ++r)
+                rowClaims.Add(CellText(entry->parameterRows[r], 1), r);
             for (std::size_t k = s + 1; k < end; ++k) {
                 const LayoutItem& parameter = items[k];
-                std::size_t r = 0;
-                while (r < entry->parameterRows.size() &&
-                       (rowUsed[r] ||
-                        !EqualsNoCase(CellText(entry->parameterRows[r], 1), parameter.name)))
-                    ++r;
-                if (r == entry->parameterRows.size())
+                const std::size_t r = rowClaims.Take(parameter.name);
+                if (r == NameClaims::kNone)
                     continue;  // not in the table: the line stays
                 rowUsed[r] = true;
                 const std::uint32_t row = entry->parameterRows[r];
