@@ -521,11 +521,18 @@ private:
     std::unordered_map<std::string, std::deque<std::size_t>> byName_;
 };
 
-// Puts `comment` at the end of the first line of `lines`.
+// Puts `comment` at the end of the first line of `lines`; for a block, after
+// its closing "]" (nothing may follow the opening "[").
 std::string WithComment(std::string lines, const std::string& comment)
 {
-    if (!comment.empty())
-        lines.insert(std::min(lines.find('\n'), lines.size()), comment);
+    if (comment.empty())
+        return lines;
+    const std::size_t firstEnd = std::min(lines.find('\n'), lines.size());
+    const bool block = firstEnd > 0 && lines[firstEnd - 1] == '[' && lines.size() > firstEnd + 1;
+    std::size_t at = firstEnd;
+    if (block)
+        at = !lines.empty() && lines.back() == '\n' ? lines.size() - 1 : lines.size();
+    lines.insert(at, comment);
     return lines;
 }
 
