@@ -4,6 +4,7 @@
 // of every kind's test data.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -59,8 +60,9 @@ std::vector<std::pair<std::string, std::string>> FilesIn(const std::string& fold
         if (entry.is_regular_file() && path.extension() == ext &&
             (unless.empty() || !fs::exists(fs::path(path).replace_extension(unless))))
             files.emplace_back(path.filename().string(), ReadAll(path));
-        if (entry.is_directory() && ext.empty() && fs::exists(path / "input"))
-            files.emplace_back(path.filename().string(), ReadAll(path / "input"));
+        for (const char* input : {"input", "input.ini"})
+            if (entry.is_directory() && ext.empty() && fs::exists(path / input))
+                files.emplace_back(path.filename().string(), ReadAll(path / input));
     }
     return files;
 }
@@ -114,6 +116,21 @@ std::vector<Kind> Kinds()
              return IntpCloseWriteVpacVariables(f, h, kEmpty, kEmpty, e);
          },
          [] { return FilesIn("vars", ""); }},
+        {"profile-listing", "SETUP.ini",
+         [](char* f, uint32_t* h, uint16_t* r, uint16_t* c, char* e) {
+             std::strcpy(e, "1024");  // listing: every section and parameter
+             return IntpOpenReadProfileFile(f, h, r, c, e);
+         },
+         [](char* f, uint32_t* h, char* e) {
+             std::strcpy(e, "1024");  // the write takes the shape of the read
+             return IntpCloseWriteProfileFile(f, h, e);
+         },
+         [] {
+             auto files = FilesIn("profile/read", "");
+             auto more = FilesIn("profile/write", "");
+             files.insert(files.end(), more.begin(), more.end());
+             return files;
+         }},
     };
 }
 
