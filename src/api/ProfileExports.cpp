@@ -37,7 +37,7 @@ extern "C" {
 TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadProfileFile(const char* file, uint32_t* handle,
                                                        uint16_t* rows, uint16_t* cols, char* err)
 {
-    const long flags = ParseProfileFlags(err);
+    const long flags = NumberInBuffer(err);
     const bool listing = (flags & kProfileListing) != 0;
     const std::uint32_t token = handle ? *handle : 0;
     if (token == 0 && !listing) {
@@ -110,7 +110,7 @@ TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadProfileFile(const char* file, uint32_
 TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteProfileFile(const char* file, uint32_t* handle,
                                                          char* err)
 {
-    const long flags = ParseProfileFlags(err);
+    const long flags = NumberInBuffer(err);
     return CloseFrame(file, handle, err, kWrite, ProfileFactory(flags));
 }
 

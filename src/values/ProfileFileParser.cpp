@@ -18,17 +18,6 @@ constexpr char kCrLf[] = "\r\n";
 
 }  // namespace
 
-long ParseProfileFlags(const char* text)
-{
-    if (!text)
-        return 0;
-    errno = 0;
-    long value = std::strtol(text, nullptr, 10);
-    if (errno == ERANGE)
-        value = value < 0 ? LONG_MIN : LONG_MAX;
-    return value;
-}
-
 bool ProfileNameMatches(std::string_view pattern, std::string_view name)
 {
     if (pattern == "*")

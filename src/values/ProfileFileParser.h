@@ -23,10 +23,6 @@ inline constexpr long kProfileStrictSection = 256;
 inline constexpr long kProfileStrictParameter = 512;
 inline constexpr long kProfileListing = 1024;
 
-// The flags word: the decimal number at the start of `text` (leading blanks and
-// a sign allowed; no number counts as 0).
-long ParseProfileFlags(const char* text);
-
 // Section and parameter patterns: "*" alone matches everything; otherwise, case
 // ignored, "*" matches any run of characters, "+" a run of at least one, "?"
 // exactly one, a "[" never matches, and any other character itself.
@@ -34,7 +30,7 @@ bool ProfileNameMatches(std::string_view pattern, std::string_view name);
 
 class CProfileFileParser : public CSourceParser {
 public:
-    // `mode` is read (1) or write (3); `flags` as ParseProfileFlags gives it.
+    // `mode` is read (1) or write (3); `flags` is the word the host left in its error buffer.
     CProfileFileParser(std::string_view source, bool sourceInMemory, int mode, long flags);
 
     // Read mode: `list` holds the request table on entry (it is consumed) and

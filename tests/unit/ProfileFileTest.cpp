@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "TestSupport.h"
+#include "api/ErrorRecord.h"
 #include "textfile/Platform.h"
 
 using namespace tolvik;
@@ -178,7 +179,7 @@ std::filesystem::path CaseDir(const char* group, const std::string& name)
 
 long CaseFlags(const std::filesystem::path& dir)
 {
-    return ParseProfileFlags(ReadWhole(dir / "flags").c_str());
+    return NumberInBuffer(ReadWhole(dir / "flags").c_str());
 }
 
 // Golden read cases: input.ini, flags, an optional request table, and the
@@ -276,16 +277,6 @@ TEST(ProfileWildcards, MatchAsTheTableSays)
     for (const WildcardCase& c : cases)
         EXPECT_EQ(ProfileNameMatches(c.pattern, c.name), c.matches)
             << "pattern \"" << c.pattern << "\" name \"" << c.name << "\"";
-}
-
-TEST(ProfileFlags, ReadLikeAtol)
-{
-    EXPECT_EQ(ParseProfileFlags("1024"), 1024);
-    EXPECT_EQ(ParseProfileFlags("  1792xyz"), 1792);
-    EXPECT_EQ(ParseProfileFlags("+256"), 256);
-    EXPECT_EQ(ParseProfileFlags("abc"), 0);
-    EXPECT_EQ(ParseProfileFlags(""), 0);
-    EXPECT_EQ(ParseProfileFlags(nullptr), 0);
 }
 
 // The files of a cycle: read, write the unchanged table back, read again.
