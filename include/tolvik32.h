@@ -231,6 +231,34 @@ TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadEmbeddedFile(const char* file, uint32
 TOLVIK_API int32_t TOLVIK_CALL IntpRemoveEmbeddedFile(const char* file, const char* name,
                                                       char* err);
 
+/* Profile files of "[Section]" headers and "Name = value" parameters. On entry
+ * `err` holds the flags word as decimal text: 1024 asks for the listing (one
+ * four-column row per section, "S", name, "...", comment, and per parameter,
+ * "P", name, value, comment); without it the selection is read: *handle must
+ * hold a request table whose row 0 names the wanted parameters (columns 1 on)
+ * and whose column 0 holds section patterns (rows 1 on; "*", "+", "?" are
+ * wildcards, case ignored); the result has a header row and one row per
+ * matching section. 256 makes a section that matches no pattern an error, 512
+ * a parameter that matches no wanted name. A listing without a handle reads
+ * every section. On success *handle holds the result table (the request table
+ * is consumed) and the result is the longest cell's length + 1; otherwise 0,
+ * *handle 0 and the record "2"/"3"/"4", or "101" when a selection gets no
+ * handle. */
+TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadProfileFile(const char* file, uint32_t* handle,
+                                                       uint16_t* rows, uint16_t* cols, char* err);
+
+/* Writes a profile table back into `file`, which must exist. `err` holds the
+ * same flags word as the read that made the table (only 1024 counts). Sections
+ * and parameters the table names are written from it, in the layout
+ * `Name = "value" ; comment` ("Name = [" ... "]" for values of several lines);
+ * every line it does not name stays exactly as it is, and what the file lacks
+ * is added to its section or as a new section. A value cell of 0x08 removes
+ * the parameter (in a listing, 0x08 in a section row's third cell removes the
+ * section); an empty value cell keeps the file's value. The handle is
+ * consumed; -1 on success, else 0 and the record. */
+TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteProfileFile(const char* file, uint32_t* handle,
+                                                         char* err);
+
 /* VPAC stub: the "Variables" section kept as the embedded file `stub` of
  * `file`, read into the five columns of IntpOpenReadVpacVariables. A stored
  * text that begins with its own "{Variables" line is read as it stands, a bare

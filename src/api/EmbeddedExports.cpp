@@ -29,17 +29,6 @@ HandlerOutcome NotOpened(int status)
 }
 }  // namespace
 
-int NumberInBuffer(const char* buffer)
-{
-    if (!buffer)
-        return 0;
-    errno = 0;
-    long value = std::strtol(buffer, nullptr, 10);
-    if (errno == ERANGE || value > INT_MAX || value < INT_MIN)
-        return value < 0 ? INT_MIN : INT_MAX;
-    return static_cast<int>(value);
-}
-
 HandlerOutcome ReadEmbeddedText(const std::string& file, const std::string& name,
                                 std::unique_ptr<CAttributeList>& list, bool* startFound)
 {

@@ -25,7 +25,4 @@ HandlerOutcome ReadEmbeddedText(const std::string& file, const std::string& name
 HandlerOutcome StoreEmbeddedText(const std::string& file, const std::string& point,
                                  const std::string& name, const std::string& text, bool replace);
 
-// The decimal number a caller left in an error buffer (as atoi; 0 for none).
-int NumberInBuffer(const char* buffer);
-
 }  // namespace tolvik

@@ -1,5 +1,8 @@
 #include "ErrorRecord.h"
 
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
 
 namespace tolvik {
@@ -16,6 +19,17 @@ std::string BuildErrorRecord(std::string_view code, std::string_view arg1, std::
     }
     record += kSeparator;
     return record;
+}
+
+long NumberInBuffer(const char* buffer)
+{
+    if (!buffer)
+        return 0;
+    errno = 0;
+    long value = std::strtol(buffer, nullptr, 10);
+    if (errno == ERANGE)
+        value = value < 0 ? LONG_MIN : LONG_MAX;
+    return value;
 }
 
 void WriteErrorRecord(char* buffer, std::string_view code, std::string_view arg1,

@@ -18,6 +18,11 @@ std::string BuildErrorRecord(std::string_view code, std::string_view arg1 = {},
                              std::string_view arg2 = {}, std::string_view arg3 = {},
                              std::string_view arg4 = {});
 
+// The decimal number a host leaves in its error buffer before the calls that
+// take flags from it (as atol: leading blanks, a sign and digits; 0 when there
+// is none or the buffer is null).
+long NumberInBuffer(const char* buffer);
+
 // Writes the record, NUL-terminated, into the host's buffer (nothing when the
 // buffer is null).
 void WriteErrorRecord(char* buffer, std::string_view code, std::string_view arg1 = {},

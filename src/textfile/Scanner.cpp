@@ -34,7 +34,10 @@ const std::string& CScanner::GetToken(int maxLength, char stop1, char stop2)
     while (ClassOf(CurrentChar()) == kSpaceChar && CurrentChar() != '\0') {
         if (mode == kUpdate || mode == kWrite)
             skippedSpace += lineBuffer[cursor];
-        GetChar();
+        if (lineBuffer[cursor] == '\n')
+            GetChar();  // reads the next line
+        else
+            ++cursor;
     }
     const char first = CurrentChar();
     if (first == '\0') {
@@ -89,6 +92,17 @@ const std::string& CScanner::GetToken(int maxLength, char stop1, char stop2)
 void CScanner::ScanDelimited(char stop1, char stop2)
 {
     std::string value;
+    {
+        // The plain part of the current line in one step; the loop below deals
+        // with line ends and the limit.
+        std::size_t end = cursor;
+        while (end < lineBuffer.size() && lineBuffer[end] != stop1 && lineBuffer[end] != stop2 &&
+               lineBuffer[end] != '\0' && lineBuffer[end] != '\n' &&
+               end - cursor < static_cast<std::size_t>(kMaxToken))
+            ++end;
+        value.assign(lineBuffer, cursor, end - cursor);
+        cursor = end;
+    }
     for (;;) {
         char c = CurrentChar();
         if (c == stop1 || c == stop2 || c == '\0' ||

@@ -72,6 +72,24 @@ public:
         if (ended_)
             return false;
         while (text.size() < kMaxLinePiece) {
+            if (!inMemory_ && textMode_ && blockPos_ < block_.size()) {
+                // Bytes that need no translation, in bulk.
+                std::size_t end = blockPos_;
+                const std::size_t limit =
+                    std::min(block_.size(), blockPos_ + (kMaxLinePiece - text.size()));
+                while (end < limit) {
+                    const char b = block_[end];
+                    if (b == '\n' || b == '\r' || b == kEndOfText)
+                        break;
+                    ++end;
+                }
+                if (end > blockPos_) {
+                    raw.append(block_, blockPos_, end - blockPos_);
+                    text.append(block_, blockPos_, end - blockPos_);
+                    blockPos_ = end;
+                    continue;
+                }
+            }
             int c = Peek();
             if (c < 0) {
                 ended_ = true;

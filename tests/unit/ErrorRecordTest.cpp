@@ -17,3 +17,13 @@ TEST(ErrorRecord, CodeThenFourArgumentsEachEndedBySeparator)
     tolvik::WriteErrorRecord(buffer, "101");
     EXPECT_STREQ(buffer, "101\x1a\x1a\x1a\x1a\x1a");
 }
+
+TEST(ErrorRecord, FlagsLeftInTheBufferReadLikeAtol)
+{
+    EXPECT_EQ(tolvik::NumberInBuffer("1024"), 1024);
+    EXPECT_EQ(tolvik::NumberInBuffer("  1792xyz"), 1792);
+    EXPECT_EQ(tolvik::NumberInBuffer("+256"), 256);
+    EXPECT_EQ(tolvik::NumberInBuffer("abc"), 0);
+    EXPECT_EQ(tolvik::NumberInBuffer(""), 0);
+    EXPECT_EQ(tolvik::NumberInBuffer(nullptr), 0);
+}

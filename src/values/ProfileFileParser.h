@@ -1,0 +1,108 @@
+// CProfileFileParser: profile files of "[Section]" headers and "Name = value"
+// parameters. Reading gives one of two table shapes:
+//  - listing: one four-column row per section header ("S", name, marker,
+//    comment) and per parameter ("P", name, value, comment), in file order;
+//  - selection: a header row of wanted names, then one row per matching section
+//    with the wanted parameters' values in their columns.
+// Writing puts a table back into the file: what the table names is written
+// from the table, every other line of the file stays as it stands.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "../textfile/SourceParser.h"
+
+namespace tolvik {
+
+// Bits of the flags word that the host passes in the error buffer.
+inline constexpr long kProfileStrictSection = 256;
+inline constexpr long kProfileStrictParameter = 512;
+inline constexpr long kProfileListing = 1024;
+
+// Section and parameter patterns: "*" alone matches everything; otherwise, case
+// ignored, "*" matches any run of characters, "+" a run of at least one, "?"
+// exactly one, a "[" never matches, and any other character itself.
+bool ProfileNameMatches(std::string_view pattern, std::string_view name);
+
+class CProfileFileParser : public CSourceParser {
+public:
+    // `mode` is read (1) or write (3); `flags` is the word the host left in its error buffer.
+    CProfileFileParser(std::string_view source, bool sourceInMemory, int mode, long flags);
+
+    // Read mode: `list` holds the request table on entry (it is consumed) and
+    // receives the result table on success. Write mode: `list` is the table
+    // to write.
+    bool Run(std::unique_ptr<CAttributeList>& list, std::string& errorText) override;
+
+    // The request table a listing read uses when the host gives none: every
+    // section, every parameter.
+    static std::unique_ptr<CAttributeList> DefaultRequest();
+
+    // After a successful read: the length of the longest cell stored.
+    std::size_t LongestCell() const { return longestCell_; }
+
+    // A section header or parameter as it stands in the file: its lines
+    // (0-based) and the comment after it.
+    struct LayoutItem {
+        bool section = false;
+        std::string name;
+        std::size_t first = 0;
+        std::size_t last = 0;
+        bool unterminated = false;  // its last line has no line end
+        bool hasComment = false;
+        std::string comment;  // the text after ";"
+        bool frozen = false;  // written back exactly as it stands
+    };
+
+private:
+    // Reading.
+    void ReadFile();
+    void ReadSection();
+    void ReadParameter();
+    bool ReadBlockValue(std::string& block);
+    bool SectionWanted(const std::string& name) const;
+    int ParameterColumn(const std::string& name) const;
+    void AddRow(std::uint32_t columns);
+    void AddListingRow(const char* kind, const std::string& name);
+    void Store(std::uint32_t column, const std::string& text);
+
+    // Writing.
+    struct TableEntry;
+    void WriteFile();
+    std::size_t LineIndex() const;
+    void NoteItem(bool section, const std::string& name, std::size_t first);
+    void NoteItem(bool section, const std::string& name, std::size_t first, std::size_t last,
+                  bool unterminated);
+    void NoteComment();
+    void ReadTopLevel();
+    std::vector<TableEntry> CollectEntries(std::vector<std::uint32_t>& orphans) const;
+    std::string CellText(std::uint32_t row, std::uint32_t column) const;
+    bool ReadsBackQuoted(const std::string& value) const;
+    std::string NameText(const std::string& name) const;
+    std::string RenderSectionLine(const TableEntry& entry) const;
+    std::string RenderListingParameter(std::uint32_t row) const;
+    std::string RenderSelectionValue(std::uint32_t row, std::uint32_t column) const;
+    std::string RenderNewSection(const TableEntry& entry) const;
+    void Emit(const std::string& text);
+
+    const bool listing_;
+    const bool strictSection_;
+    const bool strictParameter_;
+    std::unique_ptr<CAttributeList> request_;
+    std::uint32_t requestRows_ = 0;
+    std::uint32_t requestColumns_ = 0;
+    std::uint32_t resultColumns_ = 0;
+    std::size_t longestCell_ = 0;
+    bool sectionWanted_ = false;
+    bool valueOnLine_ = false;
+    // While a write reads the file's shape: its sections and parameters.
+    std::vector<LayoutItem>* layout_ = nullptr;
+    // The line where the latest section, parameter or comment began.
+    std::size_t itemStart_ = 0;
+};
+
+}  // namespace tolvik
