@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # The main job: the command-line tool on the example project. Lists the model,
-# a program header, a task stub and the BPAC values; it only reads.
+# a program header, a task stub, the BPAC values and the profile; it only reads.
 #   examples/run.sh [path/to/tolvik]      (default: build/tolvik)
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -16,3 +16,5 @@ run read mdl PLANT.MDL
 run read header PUMP.tse
 run read task-stub PUMP.tse --stub PumpLocals
 run read values RECIPE.dpe
+run read profile PLANT.INI
+run profile get PLANT.INI Pump Timeout

@@ -567,6 +567,59 @@ inline void RemoveEmbedded(const std::string& file, const std::string& name)
     detail::ThrowUnless(IntpRemoveEmbeddedFile(file.c_str(), name.c_str(), record.data()), record);
 }
 
+// Profile files. The flags of a read (and of the write of its table).
+enum ProfileFlags : unsigned {
+    kSelection = 0,           // one row per matching section, one column per wanted name
+    kListing = 1024,          // one row per section ("S") and per parameter ("P")
+    kStrictSections = 256,    // a section that matches no pattern is an error
+    kStrictParameters = 512,  // a parameter that matches no wanted name is an error
+};
+
+// Reads a profile file. `names` are the wanted parameters (wildcard patterns in
+// a listing), `sections` the section patterns; empty lists mean "*" (a
+// selection needs names). A selection's row 0 holds the names; each further row
+// a section's name in column 0 and the values (several joined by CR LF).
+inline Table ReadProfile(const std::string& file, unsigned flags,
+                         const std::vector<std::string>& names = {},
+                         const std::vector<std::string>& sections = {})
+{
+    const bool listing = (flags & kListing) != 0;
+    if (!listing && names.empty())
+        throw Error::Invalid("a profile selection needs the names of the wanted parameters");
+    const std::vector<std::string> all{"*"};
+    const std::vector<std::string>& wanted = names.empty() ? all : names;
+    const std::vector<std::string>& patterns = sections.empty() ? all : sections;
+    Table request(1 + patterns.size(), 1 + wanted.size());
+    for (std::size_t c = 0; c < wanted.size(); ++c)
+        request.Set(0, 1 + c, wanted[c]);
+    for (std::size_t r = 0; r < patterns.size(); ++r)
+        request.Set(1 + r, 0, patterns[r]);
+
+    std::uint32_t handle = request.Release();
+    std::uint16_t rows = 0;
+    std::uint16_t cols = 0;
+    std::vector<char> record = detail::RecordBuffer(std::to_string(flags));
+    const std::int32_t result =
+        IntpOpenReadProfileFile(file.c_str(), &handle, &rows, &cols, record.data());
+    if (result == 0) {
+        if (handle != 0)
+            IntpCloseRead(&handle);
+        throw Error::FromRecord(detail::RecordText(record));
+    }
+    return Table(handle, rows, cols, static_cast<std::size_t>(result));
+}
+// Writes a profile table back: what it names is written from it, every other
+// line of the file is kept. `flags` as for the read that made the table.
+inline void WriteProfile(const std::string& file, Table&& table, unsigned flags)
+{
+    detail::Close(
+        std::move(table),
+        [&](std::uint32_t* h, char* err) {
+            return IntpCloseWriteProfileFile(file.c_str(), h, err);
+        },
+        std::to_string(flags & kListing));
+}
+
 }  // namespace tolvik32
 
 #endif  // TOLVIK32_HPP

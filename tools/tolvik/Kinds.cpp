@@ -126,10 +126,31 @@ std::vector<Kind> MakeKinds()
                 tolvik32::InsertEmbedded(file, o.point, o.stub, table.Get(0, 0).value_or(""), true);
             },
     });
+    kinds.push_back({
+        .name = "profile",
+        .summary = "profile file: a row per section and parameter, or with --select a row per "
+                   "section and a column per --want NAME",
+        .columns = {"Type", "Name", "Value", "Comment"},
+        .read =
+            [](const std::string& file, const KindOptions& o) {
+                return tolvik32::ReadProfile(file, o.ProfileFlags(), o.names, o.sections);
+            },
+        .apply =
+            [](const std::string& file, Table&& table, const KindOptions& o) {
+                tolvik32::WriteProfile(file, std::move(table), o.ProfileFlags());
+            },
+    });
     return kinds;
 }
 
 }  // namespace
+
+unsigned KindOptions::ProfileFlags() const
+{
+    return (select ? tolvik32::kSelection : tolvik32::kListing) |
+           (strictSections ? tolvik32::kStrictSections : 0u) |
+           (strictParameters ? tolvik32::kStrictParameters : 0u);
+}
 
 const std::vector<Kind>& Kinds()
 {

@@ -18,6 +18,15 @@ struct KindOptions {
     std::string start;   // strings, vars: the first name of the region
     std::string end;     // strings, vars: the last name (a pattern) of the region
     std::string point;   // embedded: the embedding point a new embedded file follows
+    // profile: a selection instead of the listing, the wanted names and the
+    // section patterns, and which mismatches are errors
+    bool select = false;
+    std::vector<std::string> names;
+    std::vector<std::string> sections;
+    bool strictSections = false;
+    bool strictParameters = false;
+
+    unsigned ProfileFlags() const;
 };
 
 struct Kind {

@@ -84,8 +84,12 @@ std::string PlainText(std::string text)
     return plain;
 }
 
-void Print(const tool::Grid& grid, const tool::Kind& kind, const Format& format)
+void Print(const tool::Grid& grid, const tool::Kind& kind, const tool::KindOptions& options,
+           const Format& format)
 {
+    // A profile selection's names stand in its row 0.
+    const std::vector<std::string> names =
+        kind.name == "profile" && options.select ? std::vector<std::string>() : kind.columns;
     if (kind.textBody && !format.json && !format.csv) {
         for (const auto& row : grid.rows) {
             for (const tool::Cell& cell : row)
@@ -107,7 +111,7 @@ void Print(const tool::Grid& grid, const tool::Kind& kind, const Format& format)
         }
         tool::PrintText(std::cout, pairs, {"Attribute", "Value"});
     } else {
-        tool::PrintText(std::cout, grid, kind.columns);
+        tool::PrintText(std::cout, grid, names);
     }
 }
 
@@ -118,6 +122,8 @@ const tool::Kind& KindOf(const std::string& name, const tool::KindOptions& optio
         throw UsageError("unknown kind " + name);
     if (kind->needsStub && options.stub.empty())
         throw UsageError(name + " needs --stub NAME");
+    if (kind->name == "profile" && options.select && options.names.empty())
+        throw UsageError("profile --select needs --want NAME");
     return *kind;
 }
 
@@ -133,6 +139,31 @@ void AddKindOptions(CLI::App& command, tool::KindOptions& options, const std::st
     command.add_option("--end", options.end,
                        "strings, vars: the last name, a pattern (* matches all), of the region "
                        "(default: the section's end)");
+    command.add_flag("--select", options.select,
+                     "profile: a row per matching section, a column per --want name (without: "
+                     "the listing)");
+    command.add_option("--want", options.names,
+                       "profile: a wanted parameter name (a pattern in the listing)");
+    command.add_option("--section", options.sections,
+                       "profile: a section pattern (* + ? wildcards)");
+    command.add_flag("--strict-sections", options.strictSections,
+                     "profile: a section that matches no pattern is an error");
+    command.add_flag("--strict-params", options.strictParameters,
+                     "profile: a parameter that is not wanted is an error");
+}
+
+// The value of NAME in the first section that matches SECTION, with the
+// lines of a block value ended by "\n"; nothing when there is none.
+std::optional<std::string> ProfileValue(const std::string& file, const std::string& section,
+                                        const std::string& name)
+{
+    const tolvik32::Table table =
+        tolvik32::ReadProfile(file, tolvik32::kSelection, {name}, {section});
+    for (std::size_t r = 1; r < table.Rows(); ++r) {
+        if (auto value = table.Get(r, 1))
+            return PlainText(*value);
+    }
+    return std::nullopt;
 }
 
 std::string ReadInput(const std::string& path)
@@ -218,6 +249,24 @@ int main(int argc, char** argv)
                      "removes the attribute")
         ->required();
 
+    // tolvik profile get|set
+    std::string section;
+    std::string parameter;
+    std::string value;
+    CLI::App* profile = app.add_subcommand("profile", "Read or set one parameter of a profile");
+    profile->require_subcommand(1);
+    CLI::App* profileGet = profile->add_subcommand(
+        "get", "Print the value of NAME in SECTION (the first section that matches)");
+    profileGet->add_option("FILE", file, "The profile file")->required();
+    profileGet->add_option("SECTION", section, "The section (a pattern: * + ?)")->required();
+    profileGet->add_option("NAME", parameter, "The parameter")->required();
+    CLI::App* profileSet = profile->add_subcommand(
+        "set", "Set NAME in SECTION to VALUE (added when the file lacks it)");
+    profileSet->add_option("FILE", file, "The profile file")->required();
+    profileSet->add_option("SECTION", section, "The section")->required();
+    profileSet->add_option("NAME", parameter, "The parameter")->required();
+    profileSet->add_option("VALUE", value, "The new value")->required();
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -228,7 +277,7 @@ int main(int argc, char** argv)
     try {
         if (*read) {
             const tool::Kind& kind = KindOf(kindName, options);
-            Print(tool::CopyOut(kind.read(file, options)), kind, format);
+            Print(tool::CopyOut(kind.read(file, options)), kind, options, format);
         } else if (*apply) {
             const tool::Kind& kind = KindOf(kindName, options);
             tool::Grid grid;
@@ -270,6 +319,20 @@ int main(int argc, char** argv)
             std::cout << PlainText(tolvik32::ReadEmbedded(file, options.stub));
         } else if (*embeddedRemove) {
             tolvik32::RemoveEmbedded(file, options.stub);
+        } else if (*profileGet) {
+            const std::optional<std::string> found = ProfileValue(file, section, parameter);
+            if (!found) {
+                std::cerr << "tolvik: " << file << ": no " << parameter << " in [" << section
+                          << "]\n";
+                return kExitContent;
+            }
+            std::cout << *found << (found->empty() || found->back() != '\n' ? "\n" : "");
+        } else if (*profileSet) {
+            tolvik32::Table table(2, 2);
+            table.Set(0, 1, parameter);
+            table.Set(1, 0, section);
+            table.Set(1, 1, value);
+            tolvik32::WriteProfile(file, std::move(table), tolvik32::kSelection);
         }
     } catch (const tolvik32::Error& error) {
         std::cerr << "tolvik: " << error.what() << '\n';
