@@ -4,6 +4,7 @@
 // Exit status: 0 success, 1 a file missing or not accessible, 2 a file's
 // content is wrong (or the library refused to write it back), 64 usage.
 #include <CLI/CLI.hpp>
+#include <cctype>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -38,7 +39,7 @@ std::string ReadWholeFile(const std::string& path)
 }
 
 // The column of a program header attribute, by the name it has in a header
-// ("PRI", "Cycle", "Name", ...; case ignored), or -1.
+// ("PRI", "Cycle", "Name", "TLN", ...; case ignored), or -1.
 int HeaderColumn(std::string name, const tool::Kind& header)
 {
     auto upper = [](std::string text) {
@@ -49,6 +50,8 @@ int HeaderColumn(std::string name, const tool::Kind& header)
     name = upper(name);
     if (name == "/" || name == "OPTION")
         name = "OPTIONS";
+    if (name == "TLN" || name == "VLN")  // one column for the three line-number names
+        name = "LN";
     for (std::size_t c = 1; c < header.columns.size(); ++c) {
         if (upper(header.columns[c]) == name)
             return static_cast<int>(c);
@@ -187,7 +190,7 @@ int main(int argc, char** argv)
     std::string kinds;
     for (const tool::Kind& kind : tool::Kinds())
         kinds += "\n  " + kind.name +
-                 std::string(10 - std::min<std::size_t>(kind.name.size(), 9), ' ') + kind.summary;
+                 std::string(11 - std::min<std::size_t>(kind.name.size(), 10), ' ') + kind.summary;
 
     // tolvik read KIND FILE
     std::string kindName;
