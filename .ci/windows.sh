@@ -4,7 +4,7 @@
 # runs the Windows tests under wine.
 #
 #   build-win32/  32-bit DLL, run-time loader, plain-C host
-#   build-win64/  64-bit DLL, loader, C interface tests (GoogleTest)
+#   build-win64/  64-bit DLL, loader, C interface tests (GoogleTest), the tool
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 ROOT=$PWD
@@ -49,7 +49,7 @@ build() {
 step "Building 32-bit (build-win32)"
 build build-win32 mingw-i686.cmake Tolvik32 tolvik_dll_loader tolvik_hello
 step "Building 64-bit (build-win64)"
-build build-win64 mingw-x86_64.cmake Tolvik32 tolvik_dll_loader tolvik_capi_tests
+build build-win64 mingw-x86_64.cmake Tolvik32 tolvik_dll_loader tolvik_capi_tests tolvik
 
 # --- Export tables ----------------------------------------------------------
 # "ordinal name" for every export line of the .def.
@@ -122,6 +122,16 @@ run_exe() {
 step "64-bit tests"
 run_exe build-win64 tolvik_dll_loader.exe '^[0-9]+ passed, 0 failed$'
 run_exe build-win64 tolvik_capi_tests.exe '^\[  PASSED  \] [0-9]+ tests?\.$'
+
+step "64-bit tool"
+# A read and a JSON round trip on a copy of the example project.
+rm -rf build-win64/project && cp -r examples/project build-win64/project
+(cd build-win64/project && wine ../tolvik.exe read mdl PLANT.MDL) 2>&1 | tr -d '\r' |
+    tee build-win64/tolvik.log
+grep -q '^PUMP.tse ' build-win64/tolvik.log || fail "tolvik.exe read mdl gave no table"
+(cd build-win64/project && wine ../tolvik.exe read profile PLANT.INI --json >profile.json &&
+    wine ../tolvik.exe apply profile PLANT.INI profile.json) || fail "tolvik.exe round trip"
+cmp build-win64/project/PLANT.INI examples/project/PLANT.INI || fail "tolvik.exe changed PLANT.INI"
 
 step "32-bit tests"
 # wine64 alone has no 32-bit side; its syswow64 then holds no programs.
