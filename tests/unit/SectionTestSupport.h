@@ -117,6 +117,8 @@ void RunWriteCases(const std::string& kind)
     const std::filesystem::path root = std::filesystem::path(TOLVIK_TEST_DATA) / kind;
     int cases = 0;
     for (const auto& entry : std::filesystem::directory_iterator(root)) {
+        if (!entry.is_directory())
+            continue;
         const std::filesystem::path folder = entry.path();
         SCOPED_TRACE(folder.filename().string());
         ++cases;
