@@ -392,8 +392,18 @@ void CSourceFile::CopyRest()
 
 void CSourceFile::CopyCurrentLine()
 {
-    if (copyThrough && (mode == kUpdate || mode == kWrite))
-        WriteRaw(sourceInMemory ? std::string_view(lineBuffer) : std::string_view(rawLine_));
+    if (!copyThrough || (mode != kUpdate && mode != kWrite))
+        return;
+    if (!sourceInMemory) {
+        WriteRaw(rawLine_);
+        return;
+    }
+    // An in-memory line was converted to ANSI when it was read; the output
+    // text is OEM like the input, so the line goes back to OEM.
+    std::string line = lineBuffer;
+    if (!noConversion)
+        AnsiToOem(line);
+    WriteRaw(line);
 }
 
 void CSourceFile::WriteAtColumn(std::string_view text, int column)
