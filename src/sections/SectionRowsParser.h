@@ -47,6 +47,12 @@ protected:
     virtual std::string RenderRow(std::uint32_t row) const = 0;
     // The column that holds a row's name.
     virtual int NameColumn() const = 0;
+    // A cell as a read of its written line gives it back, so that a row and
+    // the row read from its line compare equal: "" for the computed column,
+    // "..." for a name written from the empty cell, blanks around a size or
+    // a comma and the kind of bracket left out, a comment without its
+    // trailing blanks.
+    virtual std::string Canonical(int column, const std::string* cell) const = 0;
     // A reader of the same kind over `text` in memory.
     virtual std::unique_ptr<CSectionRowsParser> MakeReader(const std::string& text) const = 0;
 
@@ -84,12 +90,15 @@ private:
     void ReadSection();
     void WriteSection();
     bool RowsReadBack(int firstLine);
+    // `read` holds `row` of the caller's table as its only row.
+    bool ReadsBackAs(std::uint32_t row, const CAttributeList& read) const;
 
     std::string startName_;
     std::string endName_;
 };
 
-// The first two tokens of `line` as the class table reads them ("" for none).
+// The first two tokens of `line` as the class table reads them ("" for none;
+// the line end counts as none).
 void LeadingTokens(const std::array<std::uint32_t, 256>& classes, std::string_view line,
                    std::string& first, std::string& second);
 
@@ -112,6 +121,12 @@ void AppendComment(std::string& line, const std::string* comment);
 // `embedded` as it stands when its first line is a section header holding
 // `word`; otherwise `frame` + embedded + "\n}".
 std::string FrameSection(std::string_view embedded, std::string_view word, std::string_view frame);
+
+// `text` without blanks and tabs, its square brackets as round ones.
+std::string LooseSpelling(std::string_view text);
+// A comment cell as it reads back: without trailing blanks, CR and LF; "" for
+// the empty cell.
+std::string CommentAsWritten(const std::string* comment);
 
 // The decimal number at the start of `text`, as atol reads it on the host (a
 // value beyond 32 bits is clamped).

@@ -71,8 +71,9 @@ std::string CTextStringsParser::FormatRow(const CAttributeList& table, std::uint
     std::string line = "  $ ";
     line += IsEmptyCell(name) ? std::string("...") : *name;
 
+    // An empty word would leave a ":" that nothing follows: it is no word.
     const std::string* word = SectionCell(table, row, kColonWordColumn);
-    if (!IsEmptyCell(word)) {
+    if (!IsEmptyCell(word) && !word->empty()) {
         line += ':';
         line += *word;
     }
@@ -88,6 +89,22 @@ std::string CTextStringsParser::FormatRow(const CAttributeList& table, std::uint
     AppendComment(line, SectionCell(table, row, kCommentColumn));
     line += '\n';
     return line;
+}
+
+std::string CTextStringsParser::Canonical(int column, const std::string* cell) const
+{
+    switch (column) {
+        case kNameColumn:
+            return IsEmptyCell(cell) ? std::string("...") : LooseSpelling(*cell);
+        case kIndexColumn:
+            return {};
+        case kColonWordColumn:
+            return IsEmptyCell(cell) || cell->empty() ? std::string(kEmptyCell) : *cell;
+        case kCommentColumn:
+            return CommentAsWritten(cell);
+        default:
+            return IsEmptyCell(cell) ? std::string(kEmptyCell) : *cell;
+    }
 }
 
 std::string CTextStringsParser::RenderRow(std::uint32_t row) const

@@ -37,6 +37,7 @@ protected:
     bool IsTypeWord(std::string_view token) const override { return token == "$"; }
     bool PreselectLine(std::string_view name) override { return LineContains("$", name); }
     int NameColumn() const override { return 0; }
+    std::string Canonical(int column, const std::string* cell) const override;
     void ParseDeclaration() override;
     std::string RenderRow(std::uint32_t row) const override;
     std::unique_ptr<CSectionRowsParser> MakeReader(const std::string& text) const override;

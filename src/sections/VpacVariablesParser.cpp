@@ -110,6 +110,24 @@ std::string CVpacVariablesParser::FormatRow(const CAttributeList& table, std::ui
     return line;
 }
 
+std::string CVpacVariablesParser::Canonical(int column, const std::string* cell) const
+{
+    switch (column) {
+        case kTypeColumn:
+            return IsEmptyCell(cell) ? std::string("...") : *cell;
+        case kNameColumn:
+            return IsEmptyCell(cell) ? std::string("...") : LooseSpelling(*cell);
+        case kAddressColumn:
+            return {};
+        case kValuesColumn:
+            // "1,2" reads back as "1, 2"; no value at all as the empty cell.
+            return IsEmptyCell(cell) || cell->empty() ? std::string(kEmptyCell)
+                                                      : LooseSpelling(*cell);
+        default:
+            return CommentAsWritten(cell);
+    }
+}
+
 std::string CVpacVariablesParser::RenderRow(std::uint32_t row) const
 {
     return attributes ? FormatRow(*attributes, row) : std::string();

@@ -160,6 +160,34 @@ TEST(TextStrings, AFailedWriteLeavesTheFileAndNoTemporaryFile)
     EXPECT_EQ(dir.Files(), std::vector<std::string>{"S.TXT"});
 }
 
+TEST(TextStrings, ARowThatWouldNotReadBackFailsTheWrite)
+{
+    const struct {
+        const char* rows;
+        const char* message;  // after the file name
+    } cases[] = {
+        {"OK|0|...|...|\nTWO WORDS|1|...|...|\n", "|Comment, Newline|WORDS|3|"},
+        {"A;B|0|...|...|\n", "|Comment, Newline|A;B|2|"},
+        {"A|0|...|both \" and '|\n", "|Comment, Newline||2|"},
+        {"A|0|W X|...|\n", "|Comment, Newline|X|2|"},
+        {"|0|...|...|\n", "|$, Comment, Newline|\n|2|"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.rows);
+        TempDir dir;
+        const std::string file = dir.Write("S.TXT", "{Strings\n}\n");
+        const RunResult result = Write<CTextStringsParser>(file, c.rows);
+        EXPECT_FALSE(result.ok);
+        EXPECT_EQ(result.message, file + c.message);
+        EXPECT_EQ(dir.Read("S.TXT"), "{Strings\n}\n");
+    }
+    // What reading spells differently still counts as the same row.
+    TempDir dir;
+    const std::string file = dir.Write("S.TXT", "{Strings\n}\n");
+    ASSERT_TRUE(Write<CTextStringsParser>(file, "A[2]|0||...|\n...|3|...|...|\n").ok);
+    EXPECT_EQ(dir.Read("S.TXT"), "{Strings\n  $ A[2]\n  $ ...\n}\n");
+}
+
 TEST(TextStrings, AStoredTextStubReadsBackIntoTheRowsThatWroteIt)
 {
     std::unique_ptr<CAttributeList> table =

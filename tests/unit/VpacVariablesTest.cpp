@@ -101,6 +101,35 @@ TEST(VpacVariables, ReadWriteAndReadBackGiveTheSameTableWithAddressesRecomputed)
               "X|A|0|1|\nI|B( 3 )|1|...|\nX|C|9|...|\n");
 }
 
+TEST(VpacVariables, ARowThatWouldNotReadBackFailsTheWrite)
+{
+    const struct {
+        const char* rows;
+        const char* message;  // after the file name
+    } cases[] = {
+        {"...|A|0|...|\n", "|$, Comment, Newline|...|2|"},
+        {"$|A|0|...|\n", "|$, Comment, Newline|$|2|"},
+        {"R|A|0|1 2|\n", "|Comment, Newline|2|2|"},
+        {"R|A|0|1,|\n", "|, Identifier|\n|2|"},
+        {"R|A;B|0|...|\n", "|Comment, Newline|A;B|2|"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.rows);
+        TempDir dir;
+        const std::string file = dir.Write("V.TXT", "{ Variables\n}\n");
+        const RunResult result = Write<CVpacVariablesParser>(file, c.rows);
+        EXPECT_FALSE(result.ok);
+        EXPECT_EQ(result.message, file + c.message);
+        EXPECT_EQ(dir.Read("V.TXT"), "{ Variables\n}\n");
+    }
+    // Values without blanks and an empty value read back as the same row.
+    TempDir dir;
+    const std::string file = dir.Write("V.TXT", "{ Variables\n}\n");
+    ASSERT_TRUE(Write<CVpacVariablesParser>(file, "R|A|0|1,2|\nX|B|3||\n").ok);
+    EXPECT_EQ(dir.Read("V.TXT"),
+              "{ Variables\n  R A               = 1,2\n  X B               = \n}\n");
+}
+
 TEST(VpacVariables, WritingWithAnEmptyEndNameKeepsEverythingAfterTheSection)
 {
     TempDir dir;
