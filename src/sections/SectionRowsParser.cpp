@@ -49,8 +49,8 @@ void LeadingTokens(const std::array<std::uint32_t, 256>& classes, std::string_vi
         std::size_t end = at + 1;
         switch (classOf(c)) {
             case kWordChar:
-                while (end < line.size() && end - at < kMaxToken && line[end] != '\0' &&
-                       classOf(line[end]) == kWordChar)
+                while (end < line.size() && end - at < static_cast<std::size_t>(kMaxToken) &&
+                       line[end] != '\0' && classOf(line[end]) == kWordChar)
                     ++end;
                 token->assign(line.substr(at, end - at));
                 break;

@@ -72,12 +72,6 @@ TEST(TextStrings, ErrorTextsNameWhatWasExpectedTheTokenAndTheLine)
         {"{Strings\n  $ A[5 = \"x\"\n}\n", "", "", "|], )|=|2|"},
         {"{Strings\n  $ A : = \"x\"\n}\n", "", "", "|Identifier|=|2|"},
         {"{Strings\n  $ A = \"x\" \"y\"\n}\n", "", "", "|Comment, Newline|y|2|"},
-        {"{Strings\n  $ A\n  ; last", "", "", "|NEWLINE||3|"},
-        {"{Strings\n  $ A\n  $ B", "", "", "|Comment, Newline||3|"},
-        // A missing region is reported after the last line; a text that ends
-        // with a line end counts one more line.
-        {"{Strings\n  $ A\n}\n", "NOPE", "", "|NOPE||4|"},
-        {"{Strings\n  $ A\n}", "NOPE", "", "|NOPE||3|"},
         {"{Strings\n  $ A\n}\n", "A", "NOPE", "|NOPE||4|"},
         {"{Strings\n  $ A\n}\n", "NOPE", "NOPE", "|NOPE||4|"},
         {"{Text\n  $ A\n}\n", "", "", "|||4|"},
@@ -89,6 +83,30 @@ TEST(TextStrings, ErrorTextsNameWhatWasExpectedTheTokenAndTheLine)
         EXPECT_EQ(result.message, c.message);
         EXPECT_EQ(result.table, nullptr);
     }
+}
+
+TEST(TextStrings, AnErrorAtTheEndOfTheTextIsReportedOnTheLineAfterItsLastLineEnd)
+{
+    // Without a final line end the end is found on the last line.
+    EXPECT_EQ(ReadMemory("{Strings\n  $ A\n  ; last").message, "|NEWLINE||3|");
+    EXPECT_EQ(ReadMemory("{Strings\n  $ A\n  $ B").message, "|Comment, Newline||3|");
+    EXPECT_EQ(ReadMemory("{Strings\n  $ A\n}", "NOPE").message, "|NOPE||3|");
+    EXPECT_EQ(ReadMemory("{Strings\n  $ A\n}\n", "NOPE").message, "|NOPE||4|");
+}
+
+TEST(TextStrings, ACommentLosesOneLeadingBlankWhenReadAndKeepsItsTextThroughWrites)
+{
+    TempDir dir;
+    const std::string file =
+        dir.Write("S.TXT", "{Strings\n  $ A ;   indented  \n  $ B ;tight\n}\n");
+    RunResult first = Read<CTextStringsParser>(file, false);
+    EXPECT_EQ(Dump(first.table.get()), "A|0|...|...|  indented  \nB|1|...|...|tight\n");
+    ASSERT_TRUE(Write<CTextStringsParser>(file, Dump(first.table.get())).ok);
+    EXPECT_EQ(dir.Read("S.TXT"),
+              "{Strings\n  $ A                       ;   indented\n  $ B                       ; "
+              "tight\n}\n");
+    EXPECT_EQ(Dump(Read<CTextStringsParser>(file, false).table.get()),
+              "A|0|...|...|  indented\nB|1|...|...|tight\n");
 }
 
 TEST(TextStrings, AFileMessageStartsWithTheFileNameAndAMemoryMessageWithTheSeparator)
