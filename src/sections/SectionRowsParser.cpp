@@ -272,6 +272,11 @@ void CSectionRowsParser::ParseLineEnd(int commentColumn)
     }
 }
 
+std::string CSectionRowsParser::RowLine(std::uint32_t row) const
+{
+    return attributes ? FormatRow(*attributes, row) : std::string();
+}
+
 const std::string* CSectionRowsParser::RowCell(std::uint32_t row, int column) const
 {
     return attributes ? SectionCell(*attributes, row, column) : nullptr;
@@ -417,7 +422,7 @@ void CSectionRowsParser::WriteSection()
         WriteAtColumn("\n", 0);  // the line before has no line end
     const std::uint32_t rows = RowCount();
     for (std::uint32_t row = 0; row < rows; ++row)
-        WriteAtColumn(RenderRow(row), 0);
+        WriteAtColumn(RowLine(row), 0);
     if (endOfInput) {
         WriteAtColumn("}\n", 0);
     } else {
@@ -447,7 +452,7 @@ bool CSectionRowsParser::RowsReadBack(int firstLine)
 {
     const std::uint32_t rows = RowCount();
     for (std::uint32_t row = 0; row < rows; ++row) {
-        const std::string line = RenderRow(row);
+        const std::string line = RowLine(row);
         if (line.empty())
             continue;
         std::unique_ptr<CSectionRowsParser> reader =

@@ -43,8 +43,9 @@ protected:
     // Reads one declaration; the current token is the Word it begins with.
     // On return the token is the first one of the next line.
     virtual void ParseDeclaration() = 0;
-    // The line (with its "\n") that writes `row` of the table.
-    virtual std::string RenderRow(std::uint32_t row) const = 0;
+    // The line (with its "\n") that writes `row` of `table`; empty for a row
+    // that is not written.
+    virtual std::string FormatRow(const CAttributeList& table, std::uint32_t row) const = 0;
     // The column that holds a row's name.
     virtual int NameColumn() const = 0;
     // A cell as a read of its written line gives it back, so that a row and
@@ -69,6 +70,8 @@ protected:
     void ParseLineEnd(int commentColumn);
     // A cell of the caller's table; null when the row or column is not there.
     const std::string* RowCell(std::uint32_t row, int column) const;
+    // The line that writes `row` of the caller's table.
+    std::string RowLine(std::uint32_t row) const;
     // Rows of the caller's table.
     std::uint32_t RowCount() const;
 
@@ -106,6 +109,19 @@ void LeadingTokens(const std::array<std::uint32_t, 256>& classes, std::string_vi
 // "*" stands for any run of characters, "+" for one or more, "?" for exactly
 // one, and a pattern holding "[" matches nothing.
 bool MatchesNamePattern(std::string_view name, std::string_view pattern);
+
+// Runs a handler of kind `Parser` over `text` in memory with empty names:
+// read mode fills `table`, write mode renders `table` into `rendered`.
+template <class Parser>
+bool RunSectionText(const std::string& text, int mode, std::unique_ptr<CAttributeList>& table,
+                    std::string* rendered, std::string& errorText)
+{
+    Parser parser(text, true, "", "", mode);
+    const bool ok = parser.Run(table, errorText);
+    if (rendered)
+        *rendered = ok ? parser.outputText : std::string();
+    return ok;
+}
 
 // The cell (row, column) of a table; null when the table has no such cell.
 const std::string* SectionCell(const CAttributeList& table, std::uint32_t row, int column);

@@ -63,7 +63,10 @@ void CTextStringsParser::ParseDeclaration()
     ParseLineEnd(kCommentColumn);
 }
 
-std::string CTextStringsParser::FormatRow(const CAttributeList& table, std::uint32_t row)
+// "  $ " + name, ":" + word, "= " at column 21 with the value in double quotes
+// (single quotes when it holds a double quote), "; " + comment at column 29.
+// A row whose name is the deletion mark is not written.
+std::string CTextStringsParser::FormatRow(const CAttributeList& table, std::uint32_t row) const
 {
     const std::string* name = SectionCell(table, row, kNameColumn);
     if (name && *name == kDeleteMark)
@@ -107,11 +110,6 @@ std::string CTextStringsParser::Canonical(int column, const std::string* cell) c
     }
 }
 
-std::string CTextStringsParser::RenderRow(std::uint32_t row) const
-{
-    return attributes ? FormatRow(*attributes, row) : std::string();
-}
-
 std::unique_ptr<CSectionRowsParser> CTextStringsParser::MakeReader(const std::string& text) const
 {
     return std::make_unique<CTextStringsParser>(text, true, "", "", kRead);
@@ -125,17 +123,14 @@ std::string WrapTextStub(std::string_view embedded)
 bool ReadTextStub(std::string_view embedded, std::unique_ptr<CAttributeList>& table,
                   std::string& errorText)
 {
-    CTextStringsParser parser(WrapTextStub(embedded), true, "", "", kRead);
-    return parser.Run(table, errorText);
+    return RunSectionText<CTextStringsParser>(WrapTextStub(embedded), kRead, table, nullptr,
+                                              errorText);
 }
 
 bool RenderTextStub(std::unique_ptr<CAttributeList>& table, std::string& text,
                     std::string& errorText)
 {
-    CTextStringsParser parser("{Strings\n}", true, "", "", kWrite);
-    const bool ok = parser.Run(table, errorText);
-    text = ok ? parser.outputText : std::string();
-    return ok;
+    return RunSectionText<CTextStringsParser>("{Strings\n}", kWrite, table, &text, errorText);
 }
 
 }  // namespace tolvik

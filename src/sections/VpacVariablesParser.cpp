@@ -88,7 +88,10 @@ void CVpacVariablesParser::ParseDeclaration()
     ParseLineEnd(kCommentColumn);
 }
 
-std::string CVpacVariablesParser::FormatRow(const CAttributeList& table, std::uint32_t row)
+// "  " + type + " " + name, "= " at column 21 with the values as they stand,
+// "; " + comment at column 29. A row whose name is the deletion mark is not
+// written.
+std::string CVpacVariablesParser::FormatRow(const CAttributeList& table, std::uint32_t row) const
 {
     const std::string* name = SectionCell(table, row, kNameColumn);
     if (name && *name == kDeleteMark)
@@ -128,11 +131,6 @@ std::string CVpacVariablesParser::Canonical(int column, const std::string* cell)
     }
 }
 
-std::string CVpacVariablesParser::RenderRow(std::uint32_t row) const
-{
-    return attributes ? FormatRow(*attributes, row) : std::string();
-}
-
 std::unique_ptr<CSectionRowsParser> CVpacVariablesParser::MakeReader(const std::string& text) const
 {
     return std::make_unique<CVpacVariablesParser>(text, true, "", "", kRead);
@@ -146,17 +144,14 @@ std::string WrapVpacStub(std::string_view embedded)
 bool ReadVpacStub(std::string_view embedded, std::unique_ptr<CAttributeList>& table,
                   std::string& errorText)
 {
-    CVpacVariablesParser parser(WrapVpacStub(embedded), true, "", "", kRead);
-    return parser.Run(table, errorText);
+    return RunSectionText<CVpacVariablesParser>(WrapVpacStub(embedded), kRead, table, nullptr,
+                                                errorText);
 }
 
 bool RenderVpacStub(std::unique_ptr<CAttributeList>& table, std::string& text,
                     std::string& errorText)
 {
-    CVpacVariablesParser parser("{Variables\n}", true, "", "", kWrite);
-    const bool ok = parser.Run(table, errorText);
-    text = ok ? parser.outputText : std::string();
-    return ok;
+    return RunSectionText<CVpacVariablesParser>("{Variables\n}", kWrite, table, &text, errorText);
 }
 
 }  // namespace tolvik
