@@ -56,7 +56,7 @@ template <class Parser>
 std::int32_t OpenSection(const char* file, std::uint32_t* handle, std::uint16_t* rows,
                          std::uint16_t* cols, const char* startName, const char* endName, char* err)
 {
-    const bool inMemory = err && (ParseLong(err) & kInMemoryFlag) != 0;
+    const bool inMemory = err && (CSectionRowsParser::ParseLong(err) & kInMemoryFlag) != 0;
     const HandlerFactory make = SectionFactory<Parser>(inMemory, startName, endName);
     if (inMemory)
         return OpenInMemory(file, handle, rows, cols, err, make);

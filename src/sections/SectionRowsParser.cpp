@@ -33,8 +33,9 @@ std::vector<std::string> MessageItems(const std::string& message)
 
 }  // namespace
 
-void LeadingTokens(const std::array<std::uint32_t, 256>& classes, std::string_view line,
-                   std::string& first, std::string& second)
+void CSectionRowsParser::LeadingTokens(const std::array<std::uint32_t, 256>& classes,
+                                       std::string_view line, std::string& first,
+                                       std::string& second)
 {
     auto classOf = [&classes](char c) { return classes[static_cast<unsigned char>(c)]; };
     std::size_t at = 0;
@@ -74,7 +75,7 @@ void LeadingTokens(const std::array<std::uint32_t, 256>& classes, std::string_vi
     }
 }
 
-bool MatchesNamePattern(std::string_view name, std::string_view pattern)
+bool CSectionRowsParser::MatchesNamePattern(std::string_view name, std::string_view pattern)
 {
     if (pattern == "*")
         return true;
@@ -111,7 +112,7 @@ bool MatchesNamePattern(std::string_view name, std::string_view pattern)
     return p == wanted.size();
 }
 
-long ParseLong(std::string_view text)
+long CSectionRowsParser::ParseLong(std::string_view text)
 {
     std::size_t at = 0;
     while (at < text.size() && (text[at] == ' ' || (text[at] >= '\t' && text[at] <= '\r')))
@@ -128,19 +129,20 @@ long ParseLong(std::string_view text)
     return static_cast<long>(negative ? -value : value);
 }
 
-const std::string* SectionCell(const CAttributeList& table, std::uint32_t row, int column)
+const std::string* CSectionRowsParser::SectionCell(const CAttributeList& table, std::uint32_t row,
+                                                   int column)
 {
     if (column < 0 || static_cast<std::uint32_t>(column) >= table.columns)
         return nullptr;
     return table.GetAttribute(static_cast<int>(row), column);
 }
 
-bool IsEmptyCell(const std::string* cell)
+bool CSectionRowsParser::IsEmptyCell(const std::string* cell)
 {
     return !cell || *cell == kEmptyCell;
 }
 
-void PadToColumn(std::string& line, int column)
+void CSectionRowsParser::PadToColumn(std::string& line, int column)
 {
     // The writer's width counts one more than the line holds.
     const std::int64_t width = static_cast<std::int64_t>(line.size()) + 1;
@@ -148,7 +150,7 @@ void PadToColumn(std::string& line, int column)
     line.append(static_cast<std::size_t>(blanks), ' ');
 }
 
-std::string CommentAsWritten(const std::string* comment)
+std::string CSectionRowsParser::CommentAsWritten(const std::string* comment)
 {
     if (IsEmptyCell(comment))
         return {};
@@ -156,7 +158,7 @@ std::string CommentAsWritten(const std::string* comment)
     return end == std::string::npos ? std::string() : comment->substr(0, end + 1);
 }
 
-void AppendComment(std::string& line, const std::string* comment)
+void CSectionRowsParser::AppendComment(std::string& line, const std::string* comment)
 {
     if (IsEmptyCell(comment) || comment->empty())
         return;
@@ -165,7 +167,7 @@ void AppendComment(std::string& line, const std::string* comment)
     line += CommentAsWritten(comment);
 }
 
-std::string LooseSpelling(std::string_view text)
+std::string CSectionRowsParser::LooseSpelling(std::string_view text)
 {
     std::string result;
     for (char c : text) {
@@ -176,7 +178,8 @@ std::string LooseSpelling(std::string_view text)
     return result;
 }
 
-std::string FrameSection(std::string_view embedded, std::string_view word, std::string_view frame)
+std::string CSectionRowsParser::FrameSection(std::string_view embedded, std::string_view word,
+                                             std::string_view frame)
 {
     const std::string_view firstLine = embedded.substr(0, embedded.find('\n'));
     const std::size_t at = firstLine.find_first_not_of(" \t\v\f\r");

@@ -117,20 +117,21 @@ std::unique_ptr<CSectionRowsParser> CTextStringsParser::MakeReader(const std::st
 
 std::string WrapTextStub(std::string_view embedded)
 {
-    return FrameSection(embedded, "Strings", "{Strings\n");
+    return CSectionRowsParser::FrameSection(embedded, "Strings", "{Strings\n");
 }
 
 bool ReadTextStub(std::string_view embedded, std::unique_ptr<CAttributeList>& table,
                   std::string& errorText)
 {
-    return RunSectionText<CTextStringsParser>(WrapTextStub(embedded), kRead, table, nullptr,
-                                              errorText);
+    return CSectionRowsParser::RunSectionText<CTextStringsParser>(WrapTextStub(embedded), kRead,
+                                                                  table, nullptr, errorText);
 }
 
 bool RenderTextStub(std::unique_ptr<CAttributeList>& table, std::string& text,
                     std::string& errorText)
 {
-    return RunSectionText<CTextStringsParser>("{Strings\n}", kWrite, table, &text, errorText);
+    return CSectionRowsParser::RunSectionText<CTextStringsParser>("{Strings\n}", kWrite, table,
+                                                                  &text, errorText);
 }
 
 }  // namespace tolvik

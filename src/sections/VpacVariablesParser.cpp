@@ -138,20 +138,21 @@ std::unique_ptr<CSectionRowsParser> CVpacVariablesParser::MakeReader(const std::
 
 std::string WrapVpacStub(std::string_view embedded)
 {
-    return FrameSection(embedded, "Variables", "{ Variables \n");
+    return CSectionRowsParser::FrameSection(embedded, "Variables", "{ Variables \n");
 }
 
 bool ReadVpacStub(std::string_view embedded, std::unique_ptr<CAttributeList>& table,
                   std::string& errorText)
 {
-    return RunSectionText<CVpacVariablesParser>(WrapVpacStub(embedded), kRead, table, nullptr,
-                                                errorText);
+    return CSectionRowsParser::RunSectionText<CVpacVariablesParser>(WrapVpacStub(embedded), kRead,
+                                                                    table, nullptr, errorText);
 }
 
 bool RenderVpacStub(std::unique_ptr<CAttributeList>& table, std::string& text,
                     std::string& errorText)
 {
-    return RunSectionText<CVpacVariablesParser>("{Variables\n}", kWrite, table, &text, errorText);
+    return CSectionRowsParser::RunSectionText<CVpacVariablesParser>("{Variables\n}", kWrite, table,
+                                                                    &text, errorText);
 }
 
 }  // namespace tolvik

@@ -90,7 +90,8 @@ TEST(NamePattern, WildcardsAndCase)
         {"A[1]", "A[1]", false},    {"name", "NAME", true},
     };
     for (const auto& c : cases)
-        EXPECT_EQ(MatchesNamePattern(c.name, c.pattern), c.matches) << c.name << " ~ " << c.pattern;
+        EXPECT_EQ(CSectionRowsParser::MatchesNamePattern(c.name, c.pattern), c.matches)
+            << c.name << " ~ " << c.pattern;
 }
 
 }  // namespace
