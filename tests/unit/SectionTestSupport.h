@@ -98,7 +98,8 @@ inline std::string ReadText(const std::filesystem::path& path)
 //   input     the file
 //   names     start and end name, one a line (both empty without it)
 //   table     the rows to write; without it the case reads the file
-//   expected  the rewritten file (write) or the table read (read)
+//   expected  the rewritten file (write) or the table read (read), which
+//             must also survive being written back and read again
 //   error     the message instead, the file name shown as FILE; the file
 //             must then stay as it was
 //   readback  a written file read with empty names gives this table; without
@@ -146,7 +147,15 @@ void RunCase(const std::string& kind, const std::string& name)
         EXPECT_EQ(dir.Read("SECTION.TXT"), input);
     } else if (!has("table")) {
         ASSERT_TRUE(result.ok) << result.message;
-        EXPECT_EQ(Dump(result.table.get()), ReadText(folder / "expected"));
+        const std::string dump = Dump(result.table.get());
+        EXPECT_EQ(dump, ReadText(folder / "expected"));
+        // Written back and read again, the table stays the same, and a second
+        // write changes nothing.
+        ASSERT_TRUE((Run<Parser>(file, false, start, end, &dump).ok));
+        const std::string written = dir.Read("SECTION.TXT");
+        EXPECT_EQ(Dump(Run<Parser>(file, false, start, end).table.get()), dump);
+        ASSERT_TRUE((Run<Parser>(file, false, start, end, &dump).ok));
+        EXPECT_EQ(dir.Read("SECTION.TXT"), written);
     } else {
         ASSERT_TRUE(result.ok) << result.message;
         EXPECT_EQ(dir.Read("SECTION.TXT"), ReadText(folder / "expected"));
