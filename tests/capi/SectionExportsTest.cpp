@@ -109,6 +109,14 @@ TEST_F(SectionExports, VariablesByNamesInMemoryAndTheRecordsOfFailures)
     std::string missing = file + ".none";
     EXPECT_EQ(IntpOpenReadTextStrings(missing.data(), &handle, &rows, &cols, none, none, err), 0);
     EXPECT_EQ(Record(), "4|" + missing + "||||");
+    // A write needs the file it writes into.
+    uint16_t one = 1;
+    uint16_t five = 5;
+    ASSERT_EQ(IntpOpenWrite(&handle, &one, &five), -1);
+    EXPECT_EQ(IntpCloseWriteTextStrings(missing.data(), &handle, none, none, err), 0);
+    EXPECT_EQ(Record(), "4|" + missing + "||||");
+    EXPECT_EQ(handle, 0u);
+    EXPECT_FALSE(std::filesystem::exists(missing));
 }
 
 }  // namespace
