@@ -58,7 +58,7 @@ bool CTaskStubParser::IsDeclarationLine(std::string_view nameOrPattern, bool pat
     const std::vector<std::string> tokens = LineTokens(lineBuffer, charClass, 2);
     if (tokens.size() < 2 || !IsTypeLetter(tokens[0]))
         return false;
-    return pattern ? MatchesNamePattern(tokens[1], nameOrPattern)
+    return pattern ? WildcardMatches(nameOrPattern, tokens[1])
                    : EqualsNoCase(tokens[1], nameOrPattern);
 }
 
