@@ -7,7 +7,10 @@
 // name. An empty start name means the first line after the section's header;
 // an empty end name means the section's closing "}" line (or the end of the
 // text when the section has none). A write replaces the region's lines with
-// the table's rows and copies every other line as it stands.
+// the table's rows and copies every other line as it stands; the region also
+// ends at the first line a read of it would stop at, so a write never
+// replaces a line that the table does not cover. A row that would not read
+// back as itself fails the write before anything is written.
 #pragma once
 
 #include <array>
@@ -31,7 +34,53 @@ public:
 
     bool Run(std::unique_ptr<CAttributeList>& list, std::string& errorText) final;
 
+    // Runs a handler of kind `Parser` over `text` in memory with empty names:
+    // read mode fills `table`, write mode renders `table` into `rendered`.
+    template <class Parser>
+    static bool RunSectionText(const std::string& text, int mode,
+                               std::unique_ptr<CAttributeList>& table, std::string* rendered,
+                               std::string& errorText)
+    {
+        Parser parser(text, true, "", "", mode);
+        const bool ok = parser.Run(table, errorText);
+        if (rendered)
+            *rendered = ok ? parser.outputText : std::string();
+        return ok;
+    }
+
+    // `embedded` as it stands when its first line is a section header holding
+    // `word`; otherwise `frame` + embedded + "\n}".
+    static std::string FrameSection(std::string_view embedded, std::string_view word,
+                                    std::string_view frame);
+
+    // The decimal number at the start of `text`, as atol reads it on the host (a
+    // value beyond 32 bits is clamped).
+    static long ParseLong(std::string_view text);
+
 protected:
+    // The first two tokens of `line` as the class table reads them ("" for none;
+    // the line end counts as none).
+    static void LeadingTokens(const std::array<std::uint32_t, 256>& classes, std::string_view line,
+                              std::string& first, std::string& second);
+
+    // The cell (row, column) of a table; null when the table has no such cell.
+    static const std::string* SectionCell(const CAttributeList& table, std::uint32_t row,
+                                          int column);
+    // True for a cell that is missing or holds the empty-cell marker.
+    static bool IsEmptyCell(const std::string* cell);
+
+    // Blanks so that what follows begins at the 1-based `column`, at least one.
+    static void PadToColumn(std::string& line, int column);
+    // "; " + the comment at column 29, trimmed of blanks, CR and LF at its end;
+    // nothing for an empty cell or an empty comment.
+    static void AppendComment(std::string& line, const std::string* comment);
+
+    // `text` without blanks and tabs, its square brackets as round ones.
+    static std::string LooseSpelling(std::string_view text);
+    // A comment cell as it reads back: without trailing blanks, CR and LF; "" for
+    // the empty cell.
+    static std::string CommentAsWritten(const std::string* comment);
+
     // "Strings" or "Variables": the word of the section's header line.
     virtual std::string_view SectionWord() const = 0;
     // The header line the section's own text starts with.
@@ -43,10 +92,17 @@ protected:
     // Reads one declaration; the current token is the Word it begins with.
     // On return the token is the first one of the next line.
     virtual void ParseDeclaration() = 0;
-    // The line (with its "\n") that writes `row` of the table.
-    virtual std::string RenderRow(std::uint32_t row) const = 0;
+    // The line (with its "\n") that writes `row` of `table`; empty for a row
+    // that is not written.
+    virtual std::string FormatRow(const CAttributeList& table, std::uint32_t row) const = 0;
     // The column that holds a row's name.
     virtual int NameColumn() const = 0;
+    // A cell as a read of its written line gives it back, so that a row and
+    // the row read from its line compare equal: "" for the computed column,
+    // "..." for a name written from the empty cell, blanks around a size or
+    // a comma and the kind of bracket left out, a comment without its
+    // trailing blanks.
+    virtual std::string Canonical(int column, const std::string* cell) const = 0;
     // A reader of the same kind over `text` in memory.
     virtual std::unique_ptr<CSectionRowsParser> MakeReader(const std::string& text) const = 0;
 
@@ -63,6 +119,8 @@ protected:
     void ParseLineEnd(int commentColumn);
     // A cell of the caller's table; null when the row or column is not there.
     const std::string* RowCell(std::uint32_t row, int column) const;
+    // The line that writes `row` of the caller's table.
+    std::string RowLine(std::uint32_t row) const;
     // Rows of the caller's table.
     std::uint32_t RowCount() const;
 
@@ -84,37 +142,11 @@ private:
     void ReadSection();
     void WriteSection();
     bool RowsReadBack(int firstLine);
+    // `read` holds `row` of the caller's table as its only row.
+    bool ReadsBackAs(std::uint32_t row, const CAttributeList& read) const;
 
     std::string startName_;
     std::string endName_;
 };
-
-// The first two tokens of `line` as the class table reads them ("" for none).
-void LeadingTokens(const std::array<std::uint32_t, 256>& classes, std::string_view line,
-                   std::string& first, std::string& second);
-
-// Name-pattern match, case ignored: "*" alone matches every name; otherwise
-// "*" stands for any run of characters, "+" for one or more, "?" for exactly
-// one, and a pattern holding "[" matches nothing.
-bool MatchesNamePattern(std::string_view name, std::string_view pattern);
-
-// The cell (row, column) of a table; null when the table has no such cell.
-const std::string* SectionCell(const CAttributeList& table, std::uint32_t row, int column);
-// True for a cell that is missing or holds the empty-cell marker.
-bool IsEmptyCell(const std::string* cell);
-
-// Blanks so that what follows begins at the 1-based `column`, at least one.
-void PadToColumn(std::string& line, int column);
-// "; " + the comment at column 29, trimmed of blanks, CR and LF at its end;
-// nothing for an empty cell or an empty comment.
-void AppendComment(std::string& line, const std::string* comment);
-
-// `embedded` as it stands when its first line is a section header holding
-// `word`; otherwise `frame` + embedded + "\n}".
-std::string FrameSection(std::string_view embedded, std::string_view word, std::string_view frame);
-
-// The decimal number at the start of `text`, as atol reads it on the host (a
-// value beyond 32 bits is clamped).
-long ParseLong(std::string_view text);
 
 }  // namespace tolvik

@@ -40,6 +40,17 @@ std::string Blanks(int count)
     return std::string(static_cast<std::size_t>(count < 1 ? 1 : count), ' ');
 }
 
+// Whether anything but blanks or a comment follows the first "=" of a
+// declaration line.
+bool DeclarationHasValue(std::string_view line)
+{
+    const std::size_t equals = line.find('=');
+    if (equals == std::string_view::npos)
+        return false;
+    const std::size_t next = line.find_first_not_of(" \t\r", equals + 1);
+    return next != std::string_view::npos && line[next] != ';' && line[next] != '\n';
+}
+
 }  // namespace
 
 CTaskStubParser::CTaskStubParser(std::string_view text, bool inMemory, std::string_view startName,
@@ -58,7 +69,7 @@ bool CTaskStubParser::IsDeclarationLine(std::string_view nameOrPattern, bool pat
     const std::vector<std::string> tokens = LineTokens(lineBuffer, charClass, 2);
     if (tokens.size() < 2 || !IsTypeLetter(tokens[0]))
         return false;
-    return pattern ? MatchesNamePattern(tokens[1], nameOrPattern)
+    return pattern ? WildcardMatches(nameOrPattern, tokens[1])
                    : EqualsNoCase(tokens[1], nameOrPattern);
 }
 
@@ -217,7 +228,11 @@ void CTaskStubParser::ParseDeclaration()
             CopyCurrentLine();  // a declaration the table does not hold stays as it is
         } else {
             const std::string value = RowCell(static_cast<std::uint32_t>(row), 2);
-            if (value != kEmptyCell && value != kDeleteMark)
+            // An empty value cell removes a declaration that had a value; one
+            // that never had a value reads that way and so stays as it stands.
+            if (value == kEmptyCell && !DeclarationHasValue(lineBuffer))
+                CopyCurrentLine();
+            else if (value != kEmptyCell && value != kDeleteMark)
                 WriteRow(static_cast<std::uint32_t>(row));
             attributes->RemoveRow(static_cast<std::uint32_t>(row));
         }

@@ -63,7 +63,10 @@ void CTextStringsParser::ParseDeclaration()
     ParseLineEnd(kCommentColumn);
 }
 
-std::string CTextStringsParser::FormatRow(const CAttributeList& table, std::uint32_t row)
+// "  $ " + name, ":" + word, "= " at column 21 with the value in double quotes
+// (single quotes when it holds a double quote), "; " + comment at column 29.
+// A row whose name is the deletion mark is not written.
+std::string CTextStringsParser::FormatRow(const CAttributeList& table, std::uint32_t row) const
 {
     const std::string* name = SectionCell(table, row, kNameColumn);
     if (name && *name == kDeleteMark)
@@ -71,8 +74,9 @@ std::string CTextStringsParser::FormatRow(const CAttributeList& table, std::uint
     std::string line = "  $ ";
     line += IsEmptyCell(name) ? std::string("...") : *name;
 
+    // An empty word would leave a ":" that nothing follows: it is no word.
     const std::string* word = SectionCell(table, row, kColonWordColumn);
-    if (!IsEmptyCell(word)) {
+    if (!IsEmptyCell(word) && !word->empty()) {
         line += ':';
         line += *word;
     }
@@ -90,9 +94,20 @@ std::string CTextStringsParser::FormatRow(const CAttributeList& table, std::uint
     return line;
 }
 
-std::string CTextStringsParser::RenderRow(std::uint32_t row) const
+std::string CTextStringsParser::Canonical(int column, const std::string* cell) const
 {
-    return attributes ? FormatRow(*attributes, row) : std::string();
+    switch (column) {
+        case kNameColumn:
+            return IsEmptyCell(cell) ? std::string("...") : LooseSpelling(*cell);
+        case kIndexColumn:
+            return {};
+        case kColonWordColumn:
+            return IsEmptyCell(cell) || cell->empty() ? std::string(kEmptyCell) : *cell;
+        case kCommentColumn:
+            return CommentAsWritten(cell);
+        default:
+            return IsEmptyCell(cell) ? std::string(kEmptyCell) : *cell;
+    }
 }
 
 std::unique_ptr<CSectionRowsParser> CTextStringsParser::MakeReader(const std::string& text) const
@@ -102,23 +117,21 @@ std::unique_ptr<CSectionRowsParser> CTextStringsParser::MakeReader(const std::st
 
 std::string WrapTextStub(std::string_view embedded)
 {
-    return FrameSection(embedded, "Strings", "{Strings\n");
+    return CSectionRowsParser::FrameSection(embedded, "Strings", "{Strings\n");
 }
 
 bool ReadTextStub(std::string_view embedded, std::unique_ptr<CAttributeList>& table,
                   std::string& errorText)
 {
-    CTextStringsParser parser(WrapTextStub(embedded), true, "", "", kRead);
-    return parser.Run(table, errorText);
+    return CSectionRowsParser::RunSectionText<CTextStringsParser>(WrapTextStub(embedded), kRead,
+                                                                  table, nullptr, errorText);
 }
 
 bool RenderTextStub(std::unique_ptr<CAttributeList>& table, std::string& text,
                     std::string& errorText)
 {
-    CTextStringsParser parser("{Strings\n}", true, "", "", kWrite);
-    const bool ok = parser.Run(table, errorText);
-    text = ok ? parser.outputText : std::string();
-    return ok;
+    return CSectionRowsParser::RunSectionText<CTextStringsParser>("{Strings\n}", kWrite, table,
+                                                                  &text, errorText);
 }
 
 }  // namespace tolvik

@@ -25,20 +25,15 @@ public:
     CTextStringsParser(std::string_view source, bool sourceInMemory, std::string_view startName,
                        std::string_view endName, int mode);
 
-    // The line that writes one row: "  $ " + name, ":" + word, "= " at column
-    // 21 with the value in double quotes (single quotes when it holds a double
-    // quote), "; " + comment at column 29. Empty for a row whose name is the
-    // deletion mark: such a row is not written.
-    static std::string FormatRow(const CAttributeList& table, std::uint32_t row);
-
 protected:
     std::string_view SectionWord() const override { return "Strings"; }
     std::string_view HeaderLine() const override { return "{Strings\n"; }
     bool IsTypeWord(std::string_view token) const override { return token == "$"; }
     bool PreselectLine(std::string_view name) override { return LineContains("$", name); }
     int NameColumn() const override { return 0; }
+    std::string Canonical(int column, const std::string* cell) const override;
     void ParseDeclaration() override;
-    std::string RenderRow(std::uint32_t row) const override;
+    std::string FormatRow(const CAttributeList& table, std::uint32_t row) const override;
     std::unique_ptr<CSectionRowsParser> MakeReader(const std::string& text) const override;
 
 private:

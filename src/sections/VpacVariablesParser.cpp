@@ -88,7 +88,10 @@ void CVpacVariablesParser::ParseDeclaration()
     ParseLineEnd(kCommentColumn);
 }
 
-std::string CVpacVariablesParser::FormatRow(const CAttributeList& table, std::uint32_t row)
+// "  " + type + " " + name, "= " at column 21 with the values as they stand,
+// "; " + comment at column 29. A row whose name is the deletion mark is not
+// written.
+std::string CVpacVariablesParser::FormatRow(const CAttributeList& table, std::uint32_t row) const
 {
     const std::string* name = SectionCell(table, row, kNameColumn);
     if (name && *name == kDeleteMark)
@@ -110,9 +113,22 @@ std::string CVpacVariablesParser::FormatRow(const CAttributeList& table, std::ui
     return line;
 }
 
-std::string CVpacVariablesParser::RenderRow(std::uint32_t row) const
+std::string CVpacVariablesParser::Canonical(int column, const std::string* cell) const
 {
-    return attributes ? FormatRow(*attributes, row) : std::string();
+    switch (column) {
+        case kTypeColumn:
+            return IsEmptyCell(cell) ? std::string("...") : *cell;
+        case kNameColumn:
+            return IsEmptyCell(cell) ? std::string("...") : LooseSpelling(*cell);
+        case kAddressColumn:
+            return {};
+        case kValuesColumn:
+            // "1,2" reads back as "1, 2"; no value at all as the empty cell.
+            return IsEmptyCell(cell) || cell->empty() ? std::string(kEmptyCell)
+                                                      : LooseSpelling(*cell);
+        default:
+            return CommentAsWritten(cell);
+    }
 }
 
 std::unique_ptr<CSectionRowsParser> CVpacVariablesParser::MakeReader(const std::string& text) const
@@ -122,23 +138,21 @@ std::unique_ptr<CSectionRowsParser> CVpacVariablesParser::MakeReader(const std::
 
 std::string WrapVpacStub(std::string_view embedded)
 {
-    return FrameSection(embedded, "Variables", "{ Variables \n");
+    return CSectionRowsParser::FrameSection(embedded, "Variables", "{ Variables \n");
 }
 
 bool ReadVpacStub(std::string_view embedded, std::unique_ptr<CAttributeList>& table,
                   std::string& errorText)
 {
-    CVpacVariablesParser parser(WrapVpacStub(embedded), true, "", "", kRead);
-    return parser.Run(table, errorText);
+    return CSectionRowsParser::RunSectionText<CVpacVariablesParser>(WrapVpacStub(embedded), kRead,
+                                                                    table, nullptr, errorText);
 }
 
 bool RenderVpacStub(std::unique_ptr<CAttributeList>& table, std::string& text,
                     std::string& errorText)
 {
-    CVpacVariablesParser parser("{Variables\n}", true, "", "", kWrite);
-    const bool ok = parser.Run(table, errorText);
-    text = ok ? parser.outputText : std::string();
-    return ok;
+    return CSectionRowsParser::RunSectionText<CVpacVariablesParser>("{Variables\n}", kWrite, table,
+                                                                    &text, errorText);
 }
 
 }  // namespace tolvik

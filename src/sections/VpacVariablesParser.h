@@ -29,19 +29,15 @@ public:
     // The address step of a type letter, 0 for anything else.
     static int UnitOf(std::string_view typeLetter);
 
-    // The line that writes one row: "  " + type + " " + name, "= " at column
-    // 21 with the values as they stand, "; " + comment at column 29. Empty for
-    // a row whose name is the deletion mark: such a row is not written.
-    static std::string FormatRow(const CAttributeList& table, std::uint32_t row);
-
 protected:
     std::string_view SectionWord() const override { return "Variables"; }
     std::string_view HeaderLine() const override { return "{Variables\n"; }
     bool IsTypeWord(std::string_view token) const override { return UnitOf(token) != 0; }
     bool PreselectLine(std::string_view name) override { return LineContains(name); }
     int NameColumn() const override { return 1; }
+    std::string Canonical(int column, const std::string* cell) const override;
     void ParseDeclaration() override;
-    std::string RenderRow(std::uint32_t row) const override;
+    std::string FormatRow(const CAttributeList& table, std::uint32_t row) const override;
     std::unique_ptr<CSectionRowsParser> MakeReader(const std::string& text) const override;
 
 private:

@@ -326,6 +326,48 @@ std::string ToCrLf(std::string_view text)
     return result;
 }
 
+bool WildcardMatches(std::string_view pattern, std::string_view name)
+{
+    if (pattern == "*")
+        return true;
+    // A "[" can never be matched, so the pattern as a whole cannot either.
+    if (pattern.find('[') != std::string_view::npos)
+        return false;
+    // "+" is one character of any kind followed by any run.
+    std::string expanded;
+    expanded.reserve(pattern.size() + 4);
+    for (char c : pattern) {
+        if (c == '+')
+            expanded += "?*";
+        else
+            expanded += UpperChar(c);
+    }
+    // Linear backtracking over the last "*": it tries the rest of the pattern
+    // at each following position, shortest run first.
+    std::size_t p = 0;
+    std::size_t t = 0;
+    std::size_t star = std::string::npos;
+    std::size_t starText = 0;
+    while (t < name.size()) {
+        if (p < expanded.size() && expanded[p] == '*') {
+            star = p++;
+            starText = t;
+        } else if (p < expanded.size() &&
+                   (expanded[p] == '?' || expanded[p] == UpperChar(name[t]))) {
+            ++p;
+            ++t;
+        } else if (star != std::string::npos) {
+            p = star + 1;
+            t = ++starText;
+        } else {
+            return false;
+        }
+    }
+    while (p < expanded.size() && expanded[p] == '*')
+        ++p;
+    return p == expanded.size();
+}
+
 int CompiledKindOf(std::string_view fileName)
 {
     std::size_t dot = fileName.rfind('.');

@@ -91,6 +91,11 @@ std::string RemoveChars(std::string_view text, char c1, char c2);
 std::string ReplaceChars(std::string_view text, char replacement, char c1, char c2);
 // A '\r' before every '\n'.
 std::string ToCrLf(std::string_view text);
+// Name patterns, case ignored: "*" alone matches everything; otherwise "*"
+// stands for any run of characters, "+" for a run of at least one, "?" for
+// exactly one, a pattern holding "[" matches nothing, and any other character
+// matches itself. Linear in practice: only the latest "*" backtracks.
+bool WildcardMatches(std::string_view pattern, std::string_view name);
 // 7, 8 or 9 for a compiled task, data or text module (".TSC", ".DPC", ".TXC",
 // case ignored), else 0.
 int CompiledKindOf(std::string_view fileName);

@@ -18,48 +18,6 @@ constexpr char kCrLf[] = "\r\n";
 
 }  // namespace
 
-bool ProfileNameMatches(std::string_view pattern, std::string_view name)
-{
-    if (pattern == "*")
-        return true;
-    // A "[" can never be matched, so the pattern as a whole cannot either.
-    if (pattern.find('[') != std::string_view::npos)
-        return false;
-    // "+" is one character of any kind followed by any run.
-    std::string expanded;
-    expanded.reserve(pattern.size() + 4);
-    for (char c : pattern) {
-        if (c == '+')
-            expanded += "?*";
-        else
-            expanded += UpperChar(c);
-    }
-    // Linear backtracking over the last "*": it tries the rest of the pattern
-    // at each following position, shortest run first.
-    std::size_t p = 0;
-    std::size_t t = 0;
-    std::size_t star = std::string::npos;
-    std::size_t starText = 0;
-    while (t < name.size()) {
-        if (p < expanded.size() && expanded[p] == '*') {
-            star = p++;
-            starText = t;
-        } else if (p < expanded.size() &&
-                   (expanded[p] == '?' || expanded[p] == UpperChar(name[t]))) {
-            ++p;
-            ++t;
-        } else if (star != std::string::npos) {
-            p = star + 1;
-            t = ++starText;
-        } else {
-            return false;
-        }
-    }
-    while (p < expanded.size() && expanded[p] == '*')
-        ++p;
-    return p == expanded.size();
-}
-
 CProfileFileParser::CProfileFileParser(std::string_view source, bool inMemory, int mode_,
                                        long flags)
     : CSourceParser(source, inMemory, mode_, false),
@@ -157,7 +115,7 @@ bool CProfileFileParser::SectionWanted(const std::string& name) const
 {
     for (std::uint32_t row = 1; row < requestRows_; ++row) {
         const std::string* pattern = request_->GetAttribute(static_cast<int>(row), 0);
-        if (pattern && ProfileNameMatches(*pattern, name))
+        if (pattern && WildcardMatches(*pattern, name))
             return true;
     }
     return false;
@@ -169,7 +127,7 @@ int CProfileFileParser::ParameterColumn(const std::string& name) const
         const std::string* wanted = request_->GetAttribute(0, static_cast<int>(column));
         if (!wanted)
             continue;
-        if (listing_ ? ProfileNameMatches(*wanted, name) : EqualsNoCase(*wanted, name))
+        if (listing_ ? WildcardMatches(*wanted, name) : EqualsNoCase(*wanted, name))
             return static_cast<int>(column);
     }
     return -1;

@@ -23,11 +23,6 @@ inline constexpr long kProfileStrictSection = 256;
 inline constexpr long kProfileStrictParameter = 512;
 inline constexpr long kProfileListing = 1024;
 
-// Section and parameter patterns: "*" alone matches everything; otherwise, case
-// ignored, "*" matches any run of characters, "+" a run of at least one, "?"
-// exactly one, a "[" never matches, and any other character itself.
-bool ProfileNameMatches(std::string_view pattern, std::string_view name);
-
 class CProfileFileParser : public CSourceParser {
 public:
     // `mode` is read (1) or write (3); `flags` is the word the host left in its error buffer.

@@ -105,7 +105,7 @@ std::vector<Kind> Kinds()
          [](char* f, uint32_t* h, char* e) {
              return IntpCloseWriteTextStrings(f, h, kEmpty, kEmpty, e);
          },
-         [] { return FilesIn("strings", ""); }},
+         [] { return FilesIn("strings", ""); }, true},
         {"vars", "VARS.dpe",
          [](char* f, uint32_t* h, uint16_t* r, uint16_t* c, char* e) {
              e[0] = '0';
@@ -115,7 +115,7 @@ std::vector<Kind> Kinds()
          [](char* f, uint32_t* h, char* e) {
              return IntpCloseWriteVpacVariables(f, h, kEmpty, kEmpty, e);
          },
-         [] { return FilesIn("vars", ""); }},
+         [] { return FilesIn("vars", ""); }, true},
         {"profile-listing", "SETUP.ini",
          [](char* f, uint32_t* h, uint16_t* r, uint16_t* c, char* e) {
              std::strcpy(e, "1024");  // listing: every section and parameter

@@ -275,7 +275,7 @@ TEST(ProfileWildcards, MatchAsTheTableSays)
         {"\xe4*", "\xc4x", true},  // a-umlaut: Windows-1252 upper case
     };
     for (const WildcardCase& c : cases)
-        EXPECT_EQ(ProfileNameMatches(c.pattern, c.name), c.matches)
+        EXPECT_EQ(WildcardMatches(c.pattern, c.name), c.matches)
             << "pattern \"" << c.pattern << "\" name \"" << c.name << "\"";
 }
 

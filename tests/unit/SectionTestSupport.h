@@ -1,16 +1,18 @@
 // Helpers for the section handler tests: tables written as text (one row a
 // line, cells split by "|", "..." for the empty cell, "<DEL>" for the deletion
-// mark), messages with the separator shown as "|", and the driver of the
-// golden write cases.
+// mark, a backslash and "n" for a line end in a cell), messages with the
+// separator shown as "|", and the driver of the golden cases.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "TestSupport.h"
 #include "api/AttributeList.h"
@@ -51,19 +53,14 @@ inline std::unique_ptr<CAttributeList> TableFrom(const std::string& dump)
     auto table = std::make_unique<CAttributeList>();
     table->columns = kSectionColumns;
     std::istringstream lines(dump);
-    for (std::string line; std::getline(lines, line);) {
-        std::uint32_t cells = 0;
-        for (std::size_t begin = 0;; ++cells) {
-            const std::size_t bar = line.find('|', begin);
-            std::string cell = line.substr(begin, bar == std::string::npos ? bar : bar - begin);
+    for (std::string line; std::getline(lines, line); ++table->rows) {
+        std::istringstream cells(line + "|||||");
+        std::string cell;
+        for (int column = 0; column < kSectionColumns && std::getline(cells, cell, '|'); ++column) {
+            for (std::size_t at = cell.find("\\n"); at != std::string::npos; at = cell.find("\\n"))
+                cell.replace(at, 2, "\n");
             table->AddAttribute(cell == "..." ? kEmptyCell : cell == "<DEL>" ? kDeleteMark : cell);
-            if (bar == std::string::npos)
-                break;
-            begin = bar + 1;
         }
-        for (++cells; cells < kSectionColumns; ++cells)
-            table->AddAttribute(kEmptyCell);
-        ++table->rows;
     }
     return table;
 }
@@ -74,24 +71,15 @@ struct RunResult {
     std::string message;  // separators shown as "|"
 };
 
+// Runs a handler over `source`; in write mode with the table `dump`.
 template <class Parser>
-RunResult Read(const std::string& source, bool inMemory, const std::string& start = "",
-               const std::string& end = "")
+RunResult Run(const std::string& source, bool inMemory, const std::string& start = "",
+              const std::string& end = "", const std::string* dump = nullptr)
 {
     RunResult result;
-    Parser parser(source, inMemory, start, end, kRead);
-    result.ok = parser.Run(result.table, result.message);
-    result.message = Visible(result.message);
-    return result;
-}
-
-template <class Parser>
-RunResult Write(const std::string& file, const std::string& dump, const std::string& start = "",
-                const std::string& end = "")
-{
-    RunResult result;
-    result.table = TableFrom(dump);
-    Parser parser(file, false, start, end, kWrite);
+    if (dump)
+        result.table = TableFrom(*dump);
+    Parser parser(source, inMemory, start, end, dump ? kWrite : kRead);
     result.ok = parser.Run(result.table, result.message);
     result.message = Visible(result.message);
     return result;
@@ -105,49 +93,79 @@ inline std::string ReadText(const std::filesystem::path& path)
     return text.str();
 }
 
-// Each folder below `kind` is one case: "input" (the file), "table" (the rows
-// written), "names" (start and end name, one a line; both empty without it),
-// and either "expected" (the rewritten file) or "error" (the message, the
-// file name shown as FILE). A written file must also read back into the
-// table the case wrote: with the same names, or, when the case has a
-// "readback" table, that table with empty names (the whole section).
-template <class Parser>
-void RunWriteCases(const std::string& kind)
+// The cases below tests/data/<kind>, one folder each, named after what the
+// user sees:
+//   input     the file
+//   names     start and end name, one a line (both empty without it)
+//   table     the rows to write; without it the case reads the file
+//   expected  the rewritten file (write) or the table read (read), which
+//             must also survive being written back and read again
+//   error     the message instead, the file name shown as FILE; the file
+//             must then stay as it was
+//   readback  a written file read with empty names gives this table; without
+//             it, reading with the case's names gives back `table`
+inline std::vector<std::string> CaseNames(const std::string& kind)
 {
-    const std::filesystem::path root = std::filesystem::path(TOLVIK_TEST_DATA) / kind;
-    int cases = 0;
-    for (const auto& entry : std::filesystem::directory_iterator(root)) {
-        const std::filesystem::path folder = entry.path();
-        SCOPED_TRACE(folder.filename().string());
-        ++cases;
-        std::string start;
-        std::string end;
-        std::istringstream names(ReadText(folder / "names"));
-        std::getline(names, start);
-        std::getline(names, end);
+    std::vector<std::string> names;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(std::filesystem::path(TOLVIK_TEST_DATA) / kind))
+        if (entry.is_directory())
+            names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
 
-        TempDir dir;
-        const std::string file = dir.Write("SECTION.TXT", ReadText(folder / "input"));
-        RunResult written = Write<Parser>(file, ReadText(folder / "table"), start, end);
-        if (std::filesystem::exists(folder / "error")) {
-            EXPECT_FALSE(written.ok);
-            std::string expected = ReadText(folder / "error");
-            expected = expected.substr(0, expected.find_last_not_of('\n') + 1);
-            EXPECT_EQ(written.message, expected.replace(0, 4, file));
-            EXPECT_EQ(dir.Read("SECTION.TXT"), ReadText(folder / "input"));
-        } else {
-            ASSERT_TRUE(written.ok) << written.message;
-            EXPECT_EQ(dir.Read("SECTION.TXT"), ReadText(folder / "expected"));
-            const std::filesystem::path readback = folder / "readback";
-            const bool whole = std::filesystem::exists(readback);
-            RunResult again = Read<Parser>(file, false, whole ? "" : start, whole ? "" : end);
-            ASSERT_TRUE(again.ok) << again.message;
-            EXPECT_EQ(Dump(again.table.get()), ReadText(whole ? readback : folder / "table"));
-        }
-        for (const std::string& name : dir.Files())
-            EXPECT_EQ(name.rfind("TVK", 0), std::string::npos) << "temporary file left: " << name;
+// A test name from a case name ("a-b" gives "a_b").
+inline std::string CaseTestName(const ::testing::TestParamInfo<std::string>& info)
+{
+    std::string name = info.param;
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+}
+
+template <class Parser>
+void RunCase(const std::string& kind, const std::string& name)
+{
+    const std::filesystem::path folder = std::filesystem::path(TOLVIK_TEST_DATA) / kind / name;
+    auto has = [&folder](const char* file) { return std::filesystem::exists(folder / file); };
+    std::string start;
+    std::string end;
+    std::istringstream names(ReadText(folder / "names"));
+    std::getline(names, start);
+    std::getline(names, end);
+
+    TempDir dir;
+    const std::string input = ReadText(folder / "input");
+    const std::string file = dir.Write("SECTION.TXT", input);
+    const std::string table = ReadText(folder / "table");
+    RunResult result = Run<Parser>(file, false, start, end, has("table") ? &table : nullptr);
+    if (has("error")) {
+        std::string expected = ReadText(folder / "error");
+        expected.erase(expected.find_last_not_of('\n') + 1);
+        EXPECT_FALSE(result.ok);
+        EXPECT_EQ(result.message, expected.replace(0, 4, file));
+        EXPECT_EQ(dir.Read("SECTION.TXT"), input);
+    } else if (!has("table")) {
+        ASSERT_TRUE(result.ok) << result.message;
+        const std::string dump = Dump(result.table.get());
+        EXPECT_EQ(dump, ReadText(folder / "expected"));
+        // Written back and read again, the table stays the same, and a second
+        // write changes nothing.
+        ASSERT_TRUE((Run<Parser>(file, false, start, end, &dump).ok));
+        const std::string written = dir.Read("SECTION.TXT");
+        EXPECT_EQ(Dump(Run<Parser>(file, false, start, end).table.get()), dump);
+        ASSERT_TRUE((Run<Parser>(file, false, start, end, &dump).ok));
+        EXPECT_EQ(dir.Read("SECTION.TXT"), written);
+    } else {
+        ASSERT_TRUE(result.ok) << result.message;
+        EXPECT_EQ(dir.Read("SECTION.TXT"), ReadText(folder / "expected"));
+        const bool whole = has("readback");
+        RunResult again = Run<Parser>(file, false, whole ? "" : start, whole ? "" : end);
+        ASSERT_TRUE(again.ok) << again.message;
+        EXPECT_EQ(Dump(again.table.get()), whole ? ReadText(folder / "readback") : table);
     }
-    EXPECT_GT(cases, 0);
+    for (const std::string& left : dir.Files())
+        EXPECT_EQ(left.rfind("TVK", 0), std::string::npos) << "temporary file left: " << left;
 }
 
 }  // namespace tolvik::test

@@ -201,6 +201,26 @@ TEST(TaskStub, ValuesJoinedByCommaReadBackAsTheSameList)
     EXPECT_EQ(*again.list->GetAttribute(1, 2), "a, b");
 }
 
+TEST(TaskStub, DeclarationWithoutValueSurvivesAnUnchangedCycleButGoesWhenItsValueIsEmptied)
+{
+    const std::string stored = "R A =\nR B = 2 ; two\nR C = ; none yet\n";
+    Outcome read = ReadStub(stored);
+    ASSERT_TRUE(read.ok);
+    ASSERT_EQ(read.list->rows, 3u);
+    Outcome update = UpdateStub(stored, std::move(read.list));
+    ASSERT_TRUE(update.ok);
+    Outcome again = ReadStub(update.output);
+    ASSERT_TRUE(again.ok);
+    EXPECT_EQ(again.list->rows, 3u);
+    EXPECT_EQ(UpdateStub(update.output, std::move(again.list)).output, update.output);
+
+    Outcome emptied = ReadStub(stored);
+    emptied.list->SetAttribute(1 * 4 + 2, kEmptyCell);  // B's value
+    Outcome removed = UpdateStub(stored, std::move(emptied.list));
+    ASSERT_TRUE(removed.ok);
+    EXPECT_EQ(removed.output.find(" B "), std::string::npos) << removed.output;
+}
+
 TEST(TaskStub, StoredTextHoldsNeitherTheHeaderNorTheClosingBrace)
 {
     // Empty lines of the section stay; the wrapper adds none.

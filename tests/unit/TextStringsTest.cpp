@@ -10,197 +10,49 @@ using namespace tolvik::test;
 
 namespace {
 
-RunResult ReadMemory(const std::string& text, const std::string& start = "",
-                     const std::string& end = "")
+class TextStringsFile : public ::testing::TestWithParam<std::string> {};
+TEST_P(TextStringsFile, Case)
 {
-    return Read<CTextStringsParser>(text, true, start, end);
+    RunCase<CTextStringsParser>("strings", GetParam());
 }
-
-TEST(TextStrings, WritePlacementCases)
-{
-    RunWriteCases<CTextStringsParser>("strings");
-}
-
-TEST(TextStrings, ReadsEveryPartOfAStringLine)
-{
-    const RunResult result = ReadMemory(
-        "{Strings\n"
-        "  $ A                = \"first\" ; one\n"
-        "B ;no dollar\n"
-        "  $ ARR[5) : MENU = 'x\"y'\n"
-        ";  a comment line\n"
-        "\n"
-        "  $ C =\n"
-        "  $ D ( 0 ]\n"
-        "}\n"
-        "  $ AFTER\n");
-    ASSERT_TRUE(result.ok) << result.message;
-    EXPECT_EQ(Dump(result.table.get()),
-              "A|0|...|first|one\n"
-              "B|1|...|...|no dollar\n"
-              "ARR( 5 )|2|MENU|x\"y|\n"
-              "C|8|...|...|\n"
-              "D( 0 )|9|...|...|\n");
-    EXPECT_EQ(result.table->columns, 5u);
-}
-
-TEST(TextStrings, RegionBetweenAStartAndAnEndName)
-{
-    const std::string text =
-        "{Strings\n  $ A\n  $ B\n  $ C[2]\n  $ D\n  $ E\n}\n{Strings\n  $ D2\n}\n";
-    EXPECT_EQ(Dump(ReadMemory(text, "b", "d").table.get()),
-              "B|0|...|...|\nC( 2 )|1|...|...|\nD|4|...|...|\n");
-    // The last line that matches the pattern ends the region; the "}" still
-    // ends the read.
-    EXPECT_EQ(Dump(ReadMemory(text, "D", "D*").table.get()), "D|0|...|...|\nE|1|...|...|\n");
-    EXPECT_EQ(Dump(ReadMemory(text, "C", "*").table.get()),
-              "C( 2 )|0|...|...|\nD|3|...|...|\nE|4|...|...|\n");
-}
-
-struct ErrorCase {
-    const char* text;
-    const char* start;
-    const char* end;
-    const char* message;  // separators shown as "|"
-};
-
-TEST(TextStrings, ErrorTextsNameWhatWasExpectedTheTokenAndTheLine)
-{
-    const ErrorCase cases[] = {
-        {"{Strings\n  $ = \"x\"\n}\n", "", "", "|$, Comment, Newline|=|2|"},
-        {"{Strings\n  $ A[ ]\n}\n", "", "", "|Index Identifier|]|2|"},
-        {"{Strings\n  $ A[5 = \"x\"\n}\n", "", "", "|], )|=|2|"},
-        {"{Strings\n  $ A : = \"x\"\n}\n", "", "", "|Identifier|=|2|"},
-        {"{Strings\n  $ A = \"x\" \"y\"\n}\n", "", "", "|Comment, Newline|y|2|"},
-        {"{Strings\n  $ A\n  ; last", "", "", "|NEWLINE||3|"},
-        {"{Strings\n  $ A\n  $ B", "", "", "|Comment, Newline||3|"},
-        // A missing region is reported after the last line; a text that ends
-        // with a line end counts one more line.
-        {"{Strings\n  $ A\n}\n", "NOPE", "", "|NOPE||4|"},
-        {"{Strings\n  $ A\n}", "NOPE", "", "|NOPE||3|"},
-        {"{Strings\n  $ A\n}\n", "A", "NOPE", "|NOPE||4|"},
-        {"{Strings\n  $ A\n}\n", "NOPE", "NOPE", "|NOPE||4|"},
-        {"{Text\n  $ A\n}\n", "", "", "|||4|"},
-    };
-    for (const ErrorCase& c : cases) {
-        SCOPED_TRACE(c.text);
-        const RunResult result = ReadMemory(c.text, c.start, c.end);
-        EXPECT_FALSE(result.ok);
-        EXPECT_EQ(result.message, c.message);
-        EXPECT_EQ(result.table, nullptr);
-    }
-}
-
-TEST(TextStrings, AFileMessageStartsWithTheFileNameAndAMemoryMessageWithTheSeparator)
-{
-    TempDir dir;
-    const std::string file = dir.Write("BAD.TXT", "{Strings\n  $ A B\n}\n");
-    EXPECT_EQ(Read<CTextStringsParser>(file, false).message, file + "|Comment, Newline|B|2|");
-    EXPECT_EQ(ReadMemory("{Strings\n  $ A B\n}\n").message, "|Comment, Newline|B|2|");
-}
-
-TEST(TextStrings, ReadWriteAndReadBackGiveTheSameTableWithIndexesRecomputed)
-{
-    TempDir dir;
-    const std::string original =
-        "; package\n{Strings\n  $ A[2]:W = \"a b\" ;  note\n  $ B = 'say \"x\"'\n  $ C\n}\n";
-    const std::string file = dir.Write("S.TXT", original);
-    RunResult first = Read<CTextStringsParser>(file, false);
-    ASSERT_TRUE(first.ok) << first.message;
-    const std::string dump = Dump(first.table.get());
-    EXPECT_EQ(dump, "A( 2 )|0|W|a b| note\nB|3|...|say \"x\"|\nC|4|...|...|\n");
-
-    ASSERT_TRUE(Write<CTextStringsParser>(file, dump).ok);
-    const std::string written = dir.Read("S.TXT");
-    EXPECT_EQ(Dump(Read<CTextStringsParser>(file, false).table.get()), dump);
-    ASSERT_TRUE(Write<CTextStringsParser>(file, dump).ok);
-    EXPECT_EQ(dir.Read("S.TXT"), written) << "a second write changes nothing";
-
-    // A bigger array moves the index of every string after it.
-    ASSERT_TRUE(
-        Write<CTextStringsParser>(file, "A( 9 )|0|W|a b|\nB|3|...|...|\nC|4|...|...|\n").ok);
-    EXPECT_EQ(Dump(Read<CTextStringsParser>(file, false).table.get()),
-              "A( 9 )|0|W|a b|\nB|10|...|...|\nC|11|...|...|\n");
-}
-
-TEST(TextStrings, ARowWhoseNameIsTheDeletionMarkIsNotWritten)
-{
-    TempDir dir;
-    const std::string file = dir.Write("S.TXT", "{Strings\n  $ A\n}\n");
-    ASSERT_TRUE(Write<CTextStringsParser>(file, "<DEL>|0|...|x|\nB|1|...|...|\n").ok);
-    EXPECT_EQ(dir.Read("S.TXT"), "{Strings\n  $ B\n}\n");
-}
-
-TEST(TextStrings, WritingWithAnEmptyEndNameKeepsEverythingAfterTheSection)
-{
-    TempDir dir;
-    const std::string file = dir.Write("S.TXT",
-                                       "{Strings\n  $ A\n}   ; end\r\n{ Code\n  R X = 1\n}\n\x1a"
-                                       "after the end mark");
-    ASSERT_TRUE(Write<CTextStringsParser>(file, "B|0|...|...|\n").ok);
-    EXPECT_EQ(dir.Read("S.TXT"),
-              "{Strings\n  $ B\n}   ; end\r\n{ Code\n  R X = 1\n}\n\x1a"
-              "after the end mark");
-}
-
-TEST(TextStrings, AFailedWriteLeavesTheFileAndNoTemporaryFile)
-{
-    TempDir dir;
-    const std::string original = "{Strings\n  $ A\n}\n";
-    const std::string file = dir.Write("S.TXT", original);
-    // A comment that holds a line end would write a second line.
-    auto table = TableFrom("A|0|...|...|x\n");
-    table->SetAttribute(4, "line\nbreak");
-    CTextStringsParser parser(file, false, "", "", kWrite);
-    std::string message;
-    EXPECT_FALSE(parser.Run(table, message));
-    EXPECT_EQ(Visible(message), file + "|Comment, Newline|A|2|");
-    EXPECT_EQ(table->Count(), 0u) << "the table is emptied";
-    EXPECT_EQ(dir.Read("S.TXT"), original);
-    EXPECT_EQ(dir.Files(), std::vector<std::string>{"S.TXT"});
-}
+INSTANTIATE_TEST_SUITE_P(Strings, TextStringsFile, ::testing::ValuesIn(CaseNames("strings")),
+                         CaseTestName);
 
 TEST(TextStrings, AStoredTextStubReadsBackIntoTheRowsThatWroteIt)
 {
-    std::unique_ptr<CAttributeList> table =
-        TableFrom("A|0|W|x|c\nB( 2 )|1|...|...|\nC|4|...|it's|\n");
+    const std::string rows = "A|0|W|x|c\nB( 2 )|1|...|...|\nC|4|...|it's|\n";
+    std::unique_ptr<CAttributeList> table = TableFrom(rows);
     std::string stored;
     std::string message;
     ASSERT_TRUE(RenderTextStub(table, stored, message)) << Visible(message);
     EXPECT_EQ(stored,
-              "{Strings\n  $ A:W             = \"x\"   ; c\n  $ B( 2 )\n  $ C               = "
-              "\"it's\"\n}\n");
+              "{Strings\n  $ A:W             = \"x\"   ; c\n  $ B( 2 )\n"
+              "  $ C               = \"it's\"\n}\n");
     for (int cycle = 0; cycle < 3; ++cycle) {
         std::unique_ptr<CAttributeList> read;
         ASSERT_TRUE(ReadTextStub(stored, read, message)) << Visible(message);
-        EXPECT_EQ(Dump(read.get()), "A|0|W|x|c\nB( 2 )|1|...|...|\nC|4|...|it's|\n");
+        EXPECT_EQ(Dump(read.get()), rows);
         std::string again;
         ASSERT_TRUE(RenderTextStub(read, again, message));
         EXPECT_EQ(again, stored) << "cycle " << cycle;
     }
+    auto empty = TableFrom("");
+    ASSERT_TRUE(RenderTextStub(empty, stored, message));
+    EXPECT_EQ(stored, "{Strings\n}\n");
 }
 
 TEST(TextStrings, ABareEmbeddedTextIsFramedBeforeItIsRead)
 {
     EXPECT_EQ(WrapTextStub("  $ A\n"), "{Strings\n  $ A\n\n}");
     EXPECT_EQ(WrapTextStub("  {strings\n  $ A\n}\n"), "  {strings\n  $ A\n}\n");
-    EXPECT_EQ(WrapTextStub(""), "{Strings\n\n}");
     std::unique_ptr<CAttributeList> read;
     std::string message;
     ASSERT_TRUE(ReadTextStub("  $ A = \"x\"\n  $ B", read, message));
     EXPECT_EQ(Dump(read.get()), "A|0|...|x|\nB|1|...|...|\n");
-    // Lines count from the frame's header line.
+    // Lines count from the frame's header line; a text in memory has no
+    // file name in front of its message.
     EXPECT_FALSE(ReadTextStub("  $ A\n  $ B C\n", read, message));
     EXPECT_EQ(Visible(message), "|Comment, Newline|C|3|");
-}
-
-TEST(TextStrings, AnEmptyTableRendersAnEmptySection)
-{
-    auto table = TableFrom("");
-    std::string text;
-    std::string message;
-    ASSERT_TRUE(RenderTextStub(table, text, message));
-    EXPECT_EQ(text, "{Strings\n}\n");
 }
 
 TEST(TextStrings, AStubIsRenderedInTheOemCodePage)
@@ -225,7 +77,7 @@ TEST(TextStrings, AStubIsRenderedInTheOemCodePage)
 
 TEST(NamePattern, WildcardsAndCase)
 {
-    struct Case {
+    const struct {
         const char* name;
         const char* pattern;
         bool matches;
@@ -237,8 +89,8 @@ TEST(NamePattern, WildcardsAndCase)
         {"AXXBXXC", "A*B*C", true}, {"AXXBXX", "A*B*C", false},
         {"A[1]", "A[1]", false},    {"name", "NAME", true},
     };
-    for (const Case& c : cases)
-        EXPECT_EQ(MatchesNamePattern(c.name, c.pattern), c.matches) << c.name << " ~ " << c.pattern;
+    for (const auto& c : cases)
+        EXPECT_EQ(WildcardMatches(c.pattern, c.name), c.matches) << c.name << " ~ " << c.pattern;
 }
 
 }  // namespace
