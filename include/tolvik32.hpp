@@ -165,9 +165,10 @@ private:
             default:
                 break;
         }
-        std::string text = file;
+        // A text parsed in memory (a declaration) has no file name.
+        std::string text = file.empty() ? std::string("line") : file;
         if (line > 0)
-            text += ':' + std::to_string(line);
+            text += (file.empty() ? ' ' : ':') + std::to_string(line);
         if (code == ErrorCode::kNotAccessible && expected.empty())
             return text + ": file not accessible";
         std::string wanted;

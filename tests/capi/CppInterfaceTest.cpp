@@ -102,6 +102,14 @@ TEST(CppError, RecordsAreDecodedIntoTheirParts)
          "10",
          3,
          "S in T.tse:3: expected =, found \"10\""},
+        // A declaration parsed in memory before the file is opened.
+        {"2" + kSep + kSep + "NEWLINE" + kSep + "{" + kSep + "1" + kSep + kSep + kSep + kSep + kSep,
+         ErrorCode::kContent,
+         "",
+         {"NEWLINE"},
+         "{",
+         1,
+         "line 1: expected NEWLINE, found \"{\""},
         // A stub that could not be stored: the inner record follows.
         {"2" + kSep + "S in T.tse" + kSep + "2" + kSep + "T.tse" + kSep + "EmbeddPoint \"\"" +
              kSep + kSep + "9" + kSep + kSep + kSep + kSep + kSep + kSep,

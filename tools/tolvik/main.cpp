@@ -270,6 +270,24 @@ int main(int argc, char** argv)
     profileSet->add_option("NAME", parameter, "The parameter")->required();
     profileSet->add_option("VALUE", value, "The new value")->required();
 
+    // tolvik decl insert|remove FILE KEYWORD DECLARATION
+    std::string keyword;
+    std::string declaration;
+    CLI::App* decl = app.add_subcommand("decl", "Insert or remove a declaration in a block");
+    decl->require_subcommand(1);
+    CLI::App* declInsert = decl->add_subcommand(
+        "insert", "Put a declaration into the \"{ KEYWORD\" block, replacing one of its name");
+    CLI::App* declRemove =
+        decl->add_subcommand("remove", "Remove the declarations of that name from the block");
+    for (CLI::App* command : {declInsert, declRemove}) {
+        command->add_option("FILE", file, "The file holding the block")->required();
+        command->add_option("KEYWORD", keyword, "The block's keyword (Variables, ...)")->required();
+        command
+            ->add_option("DECLARATION", declaration,
+                         "One line, with an optional \"; comment\" (\"R COUNT = 0 ; counter\")")
+            ->required();
+    }
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
@@ -322,6 +340,10 @@ int main(int argc, char** argv)
             std::cout << PlainText(tolvik32::ReadEmbedded(file, options.stub));
         } else if (*embeddedRemove) {
             tolvik32::RemoveEmbedded(file, options.stub);
+        } else if (*declInsert) {
+            tolvik32::InsertDeclaration(file, keyword, declaration);
+        } else if (*declRemove) {
+            tolvik32::RemoveDeclaration(file, keyword, declaration);
         } else if (*profileGet) {
             const std::optional<std::string> found = ProfileValue(file, section, parameter);
             if (!found) {
