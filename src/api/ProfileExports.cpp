@@ -12,7 +12,6 @@ using namespace tolvik;
 
 namespace {
 
-constexpr std::int32_t kTrue = -1;
 constexpr std::int32_t kFalse = 0;
 
 HandlerFactory ProfileFactory(long flags)

@@ -78,8 +78,6 @@ private:
     Pass pass_ = Pass::kFill;
     // Where the current token starts in the line buffer.
     std::size_t tokenStart_ = 0;
-    // Read mode: the row being filled.
-    std::uint32_t nextRow_ = 0;
     // Update mode: the entries of the file in order, the row each claimed
     // (-1: none), and how many the rewriting pass has reached.
     std::vector<Entry> entries_;
