@@ -1,22 +1,15 @@
 // IntpInsertDecl and IntpRemoveDecl as a host calls them.
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
-#include "../unit/TestSupport.h"
-#include "tolvik32.h"
-
-using tolvik::test::TempDir;
+#include "CapiSupport.h"
 
 namespace {
 
-const std::string kSep(1, '\x1a');
+using namespace tolvik::test;
 
-std::string Record(const std::string& code, const std::string& arg1 = "")
-{
-    return code + kSep + arg1 + kSep + kSep + kSep + kSep;
-}
+// The folder is the current directory too: an update leaves no temporary
+// file behind in it.
+struct TempDir : TempFolder {
+    TempDir() : TempFolder(kCurrent) {}
+};
 
 const std::string kProgram =
     "; station\n"
@@ -33,7 +26,7 @@ TEST(DeclarationExports, InsertThenRemoveGivesTheFileBack)
     char err[4096] = "";
 
     EXPECT_EQ(IntpInsertDecl(file.c_str(), "var", "B = 2 ; second", err), -1);
-    EXPECT_EQ(std::string(err), Record("0"));
+    EXPECT_EQ(std::string(err), Record("0|||||"));
     EXPECT_EQ(dir.Read("STATION.SRC"),
               "; station\n{ VAR\n  A = 1 ; first\n  B = 2 ; second\n}\n{ TEXT\n}\n");
     EXPECT_EQ(dir.Read("STATION.BAK"), kProgram);
@@ -42,12 +35,12 @@ TEST(DeclarationExports, InsertThenRemoveGivesTheFileBack)
     EXPECT_EQ(dir.Read("STATION.SRC"), "; station\n{ VAR\n  A = 1 ; first\n  b=3\n}\n{ TEXT\n}\n");
 
     EXPECT_EQ(IntpRemoveDecl(file.c_str(), "VAR", "B", err), -1);
-    EXPECT_EQ(std::string(err), Record("0"));
+    EXPECT_EQ(std::string(err), Record("0|||||"));
     EXPECT_EQ(dir.Read("STATION.SRC"), kProgram);
 
     // Removing what is not there succeeds and changes nothing.
     EXPECT_EQ(IntpRemoveDecl(file.c_str(), "VAR", "B", err), -1);
-    EXPECT_EQ(std::string(err), Record("0"));
+    EXPECT_EQ(std::string(err), Record("0|||||"));
     EXPECT_EQ(dir.Read("STATION.SRC"), kProgram);
     EXPECT_EQ(dir.Files(), (std::vector<std::string>{"STATION.BAK", "STATION.SRC"}));
 }
@@ -78,7 +71,7 @@ TEST_P(BadDeclaration, FailsWithTwoAndLeavesFileAlone)
 
     EXPECT_EQ(IntpInsertDecl(file.c_str(), "VAR", GetParam(), err), 0);
     const std::string record = err;
-    EXPECT_EQ(record.substr(0, 3), "2" + kSep + kSep);  // an in-memory text has no file name
+    EXPECT_EQ(record.substr(0, 3), Record("2||"));  // an in-memory text has no file name
     EXPECT_EQ(IntpRemoveDecl(missing.c_str(), "VAR", GetParam(), err), 0);
     EXPECT_EQ(std::string(err), record);
 
@@ -96,9 +89,9 @@ TEST(DeclarationExports, NullArgumentsAreAnEmptyDeclaration)
     const std::string file = dir.Write("P.SRC", kProgram);
     char err[4096] = "";
     EXPECT_EQ(IntpInsertDecl(file.c_str(), "VAR", nullptr, err), 0);
-    EXPECT_EQ(std::string(err, 2), "2" + kSep);
+    EXPECT_EQ(std::string(err, 2), Record("2|"));
     EXPECT_EQ(IntpRemoveDecl(file.c_str(), nullptr, nullptr, err), 0);
-    EXPECT_EQ(std::string(err, 2), "2" + kSep);
+    EXPECT_EQ(std::string(err, 2), Record("2|"));
     EXPECT_EQ(dir.Read("P.SRC"), kProgram);
 }
 
@@ -108,9 +101,9 @@ TEST(DeclarationExports, MissingFileGivesFourWithTheNameAsPassed)
     const std::string missing = dir.Path("NONE.SRC");
     char err[4096] = "";
     EXPECT_EQ(IntpInsertDecl(missing.c_str(), "VAR", "X = 1", err), 0);
-    EXPECT_EQ(std::string(err), Record("4", missing));
+    EXPECT_EQ(std::string(err), Record("4|" + missing + "||||"));
     EXPECT_EQ(IntpRemoveDecl(missing.c_str(), "VAR", "X", err), 0);
-    EXPECT_EQ(std::string(err), Record("4", missing));
+    EXPECT_EQ(std::string(err), Record("4|" + missing + "||||"));
     EXPECT_TRUE(dir.Files().empty());
 }
 
@@ -121,9 +114,9 @@ TEST(DeclarationExports, NoBlockNamesKeywordEndTokenAndLine)
     char err[4096] = "";
     EXPECT_EQ(IntpInsertDecl(file.c_str(), "DATA", "X = 1", err), 0);
     // Six lines, the last with a line end: the end is found on line 7.
-    EXPECT_EQ(std::string(err), Record("2", file + kSep + "{ DATA" + kSep + kSep + "7" + kSep));
+    EXPECT_EQ(std::string(err), Record("2|" + file + "|{ DATA||7|||||"));
     EXPECT_EQ(IntpRemoveDecl(file.c_str(), "data", "X", err), 0);
-    EXPECT_EQ(std::string(err), Record("2", file + kSep + "{ data" + kSep + kSep + "7" + kSep));
+    EXPECT_EQ(std::string(err), Record("2|" + file + "|{ data||7|||||"));
     EXPECT_EQ(dir.Read("P.SRC"), kProgram);
     EXPECT_EQ(dir.Files(), std::vector<std::string>{"P.SRC"});
 }

@@ -2,22 +2,14 @@
 // file and written back unchanged reads again as the same table, and writing
 // it back a second time gives the same bytes. It runs over the example inputs
 // of every kind's test data.
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <random>
-#include <sstream>
-#include <string>
-#include <vector>
 
-#include "tolvik32.h"
+#include "CapiSupport.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tolvik::test;
 
 using Open =
     std::function<int32_t(char* file, uint32_t* handle, uint16_t* rows, uint16_t* cols, char* err)>;
@@ -37,14 +29,6 @@ struct Kind {
     bool emptyIsNoValue = false;
 };
 
-std::string ReadAll(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 const fs::path kData = TOLVIK_TEST_DATA;
 
 // Files of `folder` with the extension `ext`, skipping those that have a
@@ -59,10 +43,10 @@ std::vector<std::pair<std::string, std::string>> FilesIn(const std::string& fold
         const fs::path& path = entry.path();
         if (entry.is_regular_file() && path.extension() == ext &&
             (unless.empty() || !fs::exists(fs::path(path).replace_extension(unless))))
-            files.emplace_back(path.filename().string(), ReadAll(path));
+            files.emplace_back(path.filename().string(), ReadBytes(path));
         for (const char* input : {"input", "input.ini"})
             if (entry.is_directory() && ext.empty() && fs::exists(path / input))
-                files.emplace_back(path.filename().string(), ReadAll(path / input));
+                files.emplace_back(path.filename().string(), ReadBytes(path / input));
     }
     return files;
 }
@@ -136,19 +120,6 @@ std::vector<Kind> Kinds()
 
 class RoundTrip : public ::testing::TestWithParam<Kind> {
 protected:
-    void SetUp() override
-    {
-        std::random_device random;
-        dir_ = fs::temp_directory_path() /
-               ("tolvik-roundtrip-" + std::to_string(random()) + std::to_string(random()));
-        fs::create_directories(dir_);
-    }
-    void TearDown() override
-    {
-        std::error_code ignored;
-        fs::remove_all(dir_, ignored);
-    }
-
     // Reads the file into a table dump; false when it does not read.
     bool Read(const Kind& kind, std::vector<std::string>& cells, uint32_t& handle)
     {
@@ -172,7 +143,7 @@ protected:
         return true;
     }
 
-    fs::path dir_;
+    TempFolder folder_;
     std::string path_;
     char err_[8192] = "";
 };
@@ -185,8 +156,7 @@ TEST_P(RoundTrip, UnchangedTableReadsBackAndRewritesStably)
     int checked = 0;
     for (const auto& [name, text] : kind.inputs()) {
         SCOPED_TRACE(kind.name + ": " + name);
-        path_ = (dir_ / kind.fileName).string();
-        std::ofstream(path_, std::ios::binary) << text;
+        path_ = folder_.Write(kind.fileName, text);
 
         uint32_t handle = 0;
         std::vector<std::string> first, second;
@@ -194,12 +164,12 @@ TEST_P(RoundTrip, UnchangedTableReadsBackAndRewritesStably)
             continue;  // an input that does not read is no case for this property
         ASSERT_EQ(kind.close(path_.data(), &handle, err_), -1) << err_;
         EXPECT_EQ(handle, 0u);
-        const std::string once = ReadAll(path_);
+        const std::string once = ReadBytes(path_);
 
         ASSERT_TRUE(Read(kind, second, handle)) << err_;
         EXPECT_EQ(second, first);
         ASSERT_EQ(kind.close(path_.data(), &handle, err_), -1) << err_;
-        EXPECT_EQ(ReadAll(path_), once);
+        EXPECT_EQ(ReadBytes(path_), once);
         ++checked;
     }
     EXPECT_GT(checked, 0) << "no readable input for " << kind.name;
