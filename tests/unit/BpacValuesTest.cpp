@@ -9,7 +9,7 @@
 #include "TestSupport.h"
 
 using namespace tolvik;
-using tolvik::test::TempDir;
+using namespace tolvik::test;
 
 namespace {
 
@@ -27,14 +27,6 @@ namespace {
 //               that was written (given cells that are written differently)
 const std::filesystem::path kCases = std::filesystem::path(TOLVIK_TEST_DATA) / "bpac";
 constexpr char kFileName[] = "values.bpe";
-
-std::string ReadFile(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 // With `noEmptyText`, an empty text and an empty cell look the same: a value
 // line tells them apart only by the words it holds.
@@ -73,14 +65,6 @@ std::unique_ptr<CAttributeList> ParseTable(const std::string& text)
     return list;
 }
 
-std::string ShowMessage(std::string message)
-{
-    std::string shown;
-    for (char c : message)
-        shown += c == '\x1a' ? "|" : c == '\n' ? "\\n" : std::string(1, c);
-    return shown;
-}
-
 struct Outcome {
     bool ok;
     std::string message;
@@ -115,7 +99,7 @@ protected:
 TEST_P(BpacGolden, ReadUpdateAndReadBack)
 {
     TempDir dir;
-    const std::string input = ReadFile(CaseFile(".in"));
+    const std::string input = ReadBytes(CaseFile(".in"));
     dir.Write(kFileName, input);
     const bool hasTable = std::filesystem::exists(CaseFile(".table"));
     const bool hasError = std::filesystem::exists(CaseFile(".error"));
@@ -125,32 +109,32 @@ TEST_P(BpacGolden, ReadUpdateAndReadBack)
     std::unique_ptr<CAttributeList> table;
     const Outcome read = RunParser(kFileName, kRead, table);
     if (hasTable) {
-        ASSERT_TRUE(read.ok) << ShowMessage(read.message);
-        EXPECT_EQ(Dump(*table), ReadFile(CaseFile(".table")));
+        ASSERT_TRUE(read.ok) << Shown(read.message);
+        EXPECT_EQ(Dump(*table), ReadBytes(CaseFile(".table")));
     } else {
         EXPECT_FALSE(read.ok);
         EXPECT_EQ(table, nullptr);
-        EXPECT_EQ(ShowMessage(read.message), ReadFile(CaseFile(".error")));
+        EXPECT_EQ(Shown(read.message), ReadBytes(CaseFile(".error")));
     }
     if (!hasOut)
         return;
 
     const bool givenCells = std::filesystem::exists(CaseFile(".cells"));
     std::unique_ptr<CAttributeList> update =
-        givenCells ? ParseTable(ReadFile(CaseFile(".cells"))) : std::move(table);
+        givenCells ? ParseTable(ReadBytes(CaseFile(".cells"))) : std::move(table);
     ASSERT_NE(update, nullptr);
     const std::string expectedTable = Dump(*update, true);
     const Outcome written = RunParser(kFileName, kUpdate, update);
-    ASSERT_TRUE(written.ok) << ShowMessage(written.message);
+    ASSERT_TRUE(written.ok) << Shown(written.message);
     const std::string output = dir.Read(kFileName);
-    EXPECT_EQ(output, ReadFile(CaseFile(".out")));
+    EXPECT_EQ(output, ReadBytes(CaseFile(".out")));
     EXPECT_EQ(dir.Read("values.BAK"), input);
 
     // What was written reads back, and writing it again changes nothing.
     std::unique_ptr<CAttributeList> again;
     ASSERT_TRUE(RunParser(kFileName, kRead, again).ok);
     if (std::filesystem::exists(CaseFile(".readback"))) {
-        EXPECT_EQ(Dump(*again), ReadFile(CaseFile(".readback")));
+        EXPECT_EQ(Dump(*again), ReadBytes(CaseFile(".readback")));
     } else {
         EXPECT_EQ(Dump(*again, true), expectedTable);
     }
@@ -177,7 +161,7 @@ std::unique_ptr<CAttributeList> ReadTable(TempDir& dir, const std::string& conte
     std::unique_ptr<CAttributeList> table;
     const Outcome outcome = RunParser(kFileName, kRead, table);
     if (message)
-        *message = ShowMessage(outcome.message);
+        *message = Shown(outcome.message);
     return table;
 }
 

@@ -14,17 +14,9 @@
 #include "tolvik32.h"
 
 using namespace tolvik;
-using tolvik::test::TempDir;
+using namespace tolvik::test;
 
 namespace {
-
-std::string ReadBytes(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 TEST(DeclarationKey, FoldsBlanksIgnoresCaseAndStopsAtEquals)
 {

@@ -25,19 +25,11 @@
 #include "tolvik32.h"
 
 using namespace tolvik;
-using tolvik::test::TempDir;
+using namespace tolvik::test;
 
 namespace {
 
 const std::filesystem::path kCaseDir = std::filesystem::path(TOLVIK_TEST_DATA) / "mdl";
-
-std::string ReadBytes(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 std::string Unescape(std::string_view text)
 {

@@ -13,7 +13,7 @@
 #include "textfile/Platform.h"
 
 using namespace tolvik;
-using tolvik::test::TempDir;
+using namespace tolvik::test;
 
 namespace {
 
@@ -108,14 +108,6 @@ std::unique_ptr<CAttributeList> TableFrom(const std::string& text)
     return list;
 }
 
-std::string ReadWhole(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 struct ReadOutcome {
     bool ok = false;
     std::size_t result = 0;
@@ -151,13 +143,7 @@ bool WriteProfile(const std::string& file, long flags, std::unique_ptr<CAttribut
 // and line ends as "\\n".
 std::string ShowMessage(const std::string& message, const std::string& file)
 {
-    std::string shown = message;
-    if (shown.compare(0, file.size(), file) == 0)
-        shown.replace(0, file.size(), "FILE");
-    std::string out;
-    for (char c : shown)
-        out += c == '\x1a' ? std::string("|") : c == '\n' ? std::string("\\n") : std::string(1, c);
-    return out;
+    return Shown(FileAsFILE(message, file));
 }
 
 std::vector<std::string> CaseNames(const char* group)
@@ -179,7 +165,7 @@ std::filesystem::path CaseDir(const char* group, const std::string& name)
 
 long CaseFlags(const std::filesystem::path& dir)
 {
-    return NumberInBuffer(ReadWhole(dir / "flags").c_str());
+    return NumberInBuffer(ReadBytes(dir / "flags").c_str());
 }
 
 // Golden read cases: input.ini, flags, an optional request table, and the
@@ -190,10 +176,10 @@ TEST_P(ProfileReadCase, GivesTheExpectedTableOrMessage)
 {
     const auto dir = CaseDir("read", GetParam());
     TempDir temp;
-    const std::string file = temp.Write("case.ini", ReadWhole(dir / "input.ini"));
+    const std::string file = temp.Write("case.ini", ReadBytes(dir / "input.ini"));
     std::unique_ptr<CAttributeList> request;
     if (std::filesystem::exists(dir / "request"))
-        request = TableFrom(ReadWhole(dir / "request"));
+        request = TableFrom(ReadBytes(dir / "request"));
     ReadOutcome outcome = ReadProfile(file, CaseFlags(dir), std::move(request));
 
     std::string actual;
@@ -203,7 +189,7 @@ TEST_P(ProfileReadCase, GivesTheExpectedTableOrMessage)
         EXPECT_EQ(outcome.table, nullptr);
         actual = "error " + ShowMessage(outcome.message, file) + "\n";
     }
-    EXPECT_EQ(actual, ReadWhole(dir / "expected"));
+    EXPECT_EQ(actual, ReadBytes(dir / "expected"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Golden, ProfileReadCase, ::testing::ValuesIn(CaseNames("read")),
@@ -218,12 +204,12 @@ TEST_P(ProfileWriteCase, GivesTheExpectedFile)
 {
     const auto dir = CaseDir("write", GetParam());
     TempDir temp;
-    const std::string file = temp.Write("case.ini", ReadWhole(dir / "input.ini"));
+    const std::string file = temp.Write("case.ini", ReadBytes(dir / "input.ini"));
     const long flags = CaseFlags(dir);
     std::string message;
-    ASSERT_TRUE(WriteProfile(file, flags, TableFrom(ReadWhole(dir / "table")), &message))
+    ASSERT_TRUE(WriteProfile(file, flags, TableFrom(ReadBytes(dir / "table")), &message))
         << ShowMessage(message, file);
-    EXPECT_EQ(temp.Read("case.ini"), ReadWhole(dir / "expected.ini"));
+    EXPECT_EQ(temp.Read("case.ini"), ReadBytes(dir / "expected.ini"));
     EXPECT_EQ(temp.Files(), std::vector<std::string>({"case.BAK", "case.ini"}));
 }
 

@@ -10,7 +10,7 @@
 #include "textfile/Charset.h"
 
 using namespace tolvik;
-using tolvik::test::TempDir;
+using namespace tolvik::test;
 
 namespace {
 
@@ -59,12 +59,8 @@ std::unique_ptr<CAttributeList> CopyOf(const CAttributeList& table)
 // "\n".
 std::string MessageAfterName(const std::string& message, const std::string& file)
 {
-    std::string rest = message.rfind(file + kSep, 0) == 0 ? message.substr(file.size() + 1)
-                                                          : "<no file name>" + message;
-    std::string shown;
-    for (char c : rest)
-        shown += c == kSep ? std::string("|") : c == '\n' ? std::string("\\n") : std::string(1, c);
-    return shown;
+    return Shown(message.rfind(file + kSep, 0) == 0 ? message.substr(file.size() + 1)
+                                                    : "<no file name>" + message);
 }
 
 // A golden case: sections introduced by "=== name" lines.

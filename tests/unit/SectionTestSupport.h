@@ -20,14 +20,6 @@
 
 namespace tolvik::test {
 
-inline std::string Visible(std::string text)
-{
-    for (char& c : text)
-        if (c == '\x1a')
-            c = '|';
-    return text;
-}
-
 inline std::string Dump(const CAttributeList* table)
 {
     if (!table)
@@ -85,14 +77,6 @@ RunResult Run(const std::string& source, bool inMemory, const std::string& start
     return result;
 }
 
-inline std::string ReadText(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 // The cases below tests/data/<kind>, one folder each, named after what the
 // user sees:
 //   input     the file
@@ -130,17 +114,17 @@ void RunCase(const std::string& kind, const std::string& name)
     auto has = [&folder](const char* file) { return std::filesystem::exists(folder / file); };
     std::string start;
     std::string end;
-    std::istringstream names(ReadText(folder / "names"));
+    std::istringstream names(ReadBytes(folder / "names"));
     std::getline(names, start);
     std::getline(names, end);
 
     TempDir dir;
-    const std::string input = ReadText(folder / "input");
+    const std::string input = ReadBytes(folder / "input");
     const std::string file = dir.Write("SECTION.TXT", input);
-    const std::string table = ReadText(folder / "table");
+    const std::string table = ReadBytes(folder / "table");
     RunResult result = Run<Parser>(file, false, start, end, has("table") ? &table : nullptr);
     if (has("error")) {
-        std::string expected = ReadText(folder / "error");
+        std::string expected = ReadBytes(folder / "error");
         expected.erase(expected.find_last_not_of('\n') + 1);
         EXPECT_FALSE(result.ok);
         EXPECT_EQ(result.message, expected.replace(0, 4, file));
@@ -148,7 +132,7 @@ void RunCase(const std::string& kind, const std::string& name)
     } else if (!has("table")) {
         ASSERT_TRUE(result.ok) << result.message;
         const std::string dump = Dump(result.table.get());
-        EXPECT_EQ(dump, ReadText(folder / "expected"));
+        EXPECT_EQ(dump, ReadBytes(folder / "expected"));
         // Written back and read again, the table stays the same, and a second
         // write changes nothing.
         ASSERT_TRUE((Run<Parser>(file, false, start, end, &dump).ok));
@@ -158,11 +142,11 @@ void RunCase(const std::string& kind, const std::string& name)
         EXPECT_EQ(dir.Read("SECTION.TXT"), written);
     } else {
         ASSERT_TRUE(result.ok) << result.message;
-        EXPECT_EQ(dir.Read("SECTION.TXT"), ReadText(folder / "expected"));
+        EXPECT_EQ(dir.Read("SECTION.TXT"), ReadBytes(folder / "expected"));
         const bool whole = has("readback");
         RunResult again = Run<Parser>(file, false, whole ? "" : start, whole ? "" : end);
         ASSERT_TRUE(again.ok) << again.message;
-        EXPECT_EQ(Dump(again.table.get()), whole ? ReadText(folder / "readback") : table);
+        EXPECT_EQ(Dump(again.table.get()), whole ? ReadBytes(folder / "readback") : table);
     }
     for (const std::string& left : dir.Files())
         EXPECT_EQ(left.rfind("TVK", 0), std::string::npos) << "temporary file left: " << left;
