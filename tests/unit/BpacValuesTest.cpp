@@ -78,16 +78,6 @@ Outcome RunParser(const std::string& file, int mode, std::unique_ptr<CAttributeL
     return outcome;
 }
 
-std::vector<std::string> CaseNames()
-{
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(kCases))
-        if (entry.path().extension() == ".in")
-            names.push_back(entry.path().stem().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
 class BpacGolden : public ::testing::TestWithParam<std::string> {
 protected:
     std::filesystem::path CaseFile(const char* extension) const
@@ -142,12 +132,8 @@ TEST_P(BpacGolden, ReadUpdateAndReadBack)
     EXPECT_EQ(dir.Read(kFileName), output);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, BpacGolden, ::testing::ValuesIn(CaseNames()),
-                         [](const ::testing::TestParamInfo<std::string>& info) {
-                             std::string name = info.param;
-                             std::replace(name.begin(), name.end(), '-', '_');
-                             return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Cases, BpacGolden, ::testing::ValuesIn(CaseNames("bpac", ".in")),
+                         CaseTestName);
 
 }  // namespace
 

@@ -155,25 +155,6 @@ class MdlUpdateCase : public MdlCase {};
 class MdlWriteCase : public MdlCase {};
 class MdlFailureCase : public MdlCase {};
 
-// The cases that have a part `extension`.
-std::vector<std::string> CaseNames(const std::string& extension)
-{
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(kCaseDir))
-        if (entry.path().extension() == extension)
-            names.push_back(entry.path().stem().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-std::string TestName(const ::testing::TestParamInfo<std::string>& info)
-{
-    std::string name;
-    for (char c : info.param)
-        name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-    return name;
-}
-
 TEST_P(MdlReadCase, ReadGivesTheTable)
 {
     const std::string file = dir.Write("MODEL.MDL", Input());
@@ -281,11 +262,14 @@ TEST_P(MdlFailureCase, FailureRecordNamesWhatWasExpected)
     EXPECT_EQ(dir.Files(), std::vector<std::string>{"MODEL.MDL"});
 }
 
-INSTANTIATE_TEST_SUITE_P(Golden, MdlReadCase, ::testing::ValuesIn(CaseNames(".rows")), TestName);
-INSTANTIATE_TEST_SUITE_P(Golden, MdlUpdateCase, ::testing::ValuesIn(CaseNames(".out")), TestName);
-INSTANTIATE_TEST_SUITE_P(Golden, MdlWriteCase, ::testing::ValuesIn(CaseNames(".written")),
-                         TestName);
-INSTANTIATE_TEST_SUITE_P(Golden, MdlFailureCase, ::testing::ValuesIn(CaseNames(".err")), TestName);
+INSTANTIATE_TEST_SUITE_P(Golden, MdlReadCase, ::testing::ValuesIn(CaseNames("mdl", ".rows")),
+                         CaseTestName);
+INSTANTIATE_TEST_SUITE_P(Golden, MdlUpdateCase, ::testing::ValuesIn(CaseNames("mdl", ".out")),
+                         CaseTestName);
+INSTANTIATE_TEST_SUITE_P(Golden, MdlWriteCase, ::testing::ValuesIn(CaseNames("mdl", ".written")),
+                         CaseTestName);
+INSTANTIATE_TEST_SUITE_P(Golden, MdlFailureCase, ::testing::ValuesIn(CaseNames("mdl", ".err")),
+                         CaseTestName);
 
 TEST(MdlNames, KindAndDefaultExtensionFollowTheSection)
 {

@@ -146,18 +146,6 @@ std::string ShowMessage(const std::string& message, const std::string& file)
     return Shown(FileAsFILE(message, file));
 }
 
-std::vector<std::string> CaseNames(const char* group)
-{
-    std::vector<std::string> names;
-    const auto root = std::filesystem::path(TOLVIK_TEST_DATA) / "profile" / group;
-    if (std::filesystem::exists(root))
-        for (const auto& entry : std::filesystem::directory_iterator(root))
-            if (entry.is_directory())
-                names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
 std::filesystem::path CaseDir(const char* group, const std::string& name)
 {
     return std::filesystem::path(TOLVIK_TEST_DATA) / "profile" / group / name;
@@ -192,8 +180,8 @@ TEST_P(ProfileReadCase, GivesTheExpectedTableOrMessage)
     EXPECT_EQ(actual, ReadBytes(dir / "expected"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Golden, ProfileReadCase, ::testing::ValuesIn(CaseNames("read")),
-                         [](const auto& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Golden, ProfileReadCase, ::testing::ValuesIn(CaseNames("profile/read")),
+                         CaseTestName);
 
 // Golden write cases: the file before (input.ini), flags, the table written,
 // and the file after (expected.ini). Reading the result must give back what
@@ -213,13 +201,13 @@ TEST_P(ProfileWriteCase, GivesTheExpectedFile)
     EXPECT_EQ(temp.Files(), std::vector<std::string>({"case.BAK", "case.ini"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Golden, ProfileWriteCase, ::testing::ValuesIn(CaseNames("write")),
-                         [](const auto& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Golden, ProfileWriteCase, ::testing::ValuesIn(CaseNames("profile/write")),
+                         CaseTestName);
 
 TEST(ProfileGolden, CasesArePresent)
 {
-    EXPECT_GE(CaseNames("read").size(), 10u);
-    EXPECT_GE(CaseNames("write").size(), 4u);
+    EXPECT_GE(CaseNames("profile/read").size(), 10u);
+    EXPECT_GE(CaseNames("profile/write").size(), 4u);
 }
 
 struct WildcardCase {

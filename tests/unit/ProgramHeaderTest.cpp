@@ -105,17 +105,6 @@ GoldenCase LoadCase(const std::filesystem::path& path)
     return golden;
 }
 
-std::vector<std::string> CaseNames()
-{
-    std::vector<std::string> names;
-    for (const auto& entry :
-         std::filesystem::directory_iterator(std::filesystem::path(TOLVIK_TEST_DATA) / "header"))
-        if (entry.path().extension() == ".case")
-            names.push_back(entry.path().stem().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
 class HeaderGolden : public ::testing::TestWithParam<std::string> {};
 
 TEST_P(HeaderGolden, Case)
@@ -201,10 +190,8 @@ TEST_P(HeaderGolden, Case)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Header, HeaderGolden, ::testing::ValuesIn(CaseNames()),
-                         [](const ::testing::TestParamInfo<std::string>& info) {
-                             return info.param;
-                         });
+INSTANTIATE_TEST_SUITE_P(Header, HeaderGolden, ::testing::ValuesIn(CaseNames("header", ".case")),
+                         CaseTestName);
 
 }  // namespace
 
@@ -466,7 +453,7 @@ namespace {
 TEST(ProgramHeader, MutatedSourcesReadBackWhatAnUpdateWrote)
 {
     std::vector<std::string> sources;
-    for (const std::string& name : CaseNames())
+    for (const std::string& name : CaseNames("header", ".case"))
         sources.push_back(LoadCase(std::filesystem::path(TOLVIK_TEST_DATA) / "header" /
                                    (name + ".case"))["source"]);
     const std::string alphabet = "{}=/;\n\t ANPLEC_$0MSqx\r\x1a";

@@ -88,25 +88,6 @@ RunResult Run(const std::string& source, bool inMemory, const std::string& start
 //             must then stay as it was
 //   readback  a written file read with empty names gives this table; without
 //             it, reading with the case's names gives back `table`
-inline std::vector<std::string> CaseNames(const std::string& kind)
-{
-    std::vector<std::string> names;
-    for (const auto& entry :
-         std::filesystem::directory_iterator(std::filesystem::path(TOLVIK_TEST_DATA) / kind))
-        if (entry.is_directory())
-            names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-// A test name from a case name ("a-b" gives "a_b").
-inline std::string CaseTestName(const ::testing::TestParamInfo<std::string>& info)
-{
-    std::string name = info.param;
-    std::replace(name.begin(), name.end(), '-', '_');
-    return name;
-}
-
 template <class Parser>
 void RunCase(const std::string& kind, const std::string& name)
 {

@@ -3,7 +3,9 @@
 // output files are made there), test data, and messages made readable.
 #pragma once
 
+#include <cctype>
 #include <string>
+#include <vector>
 
 #include "../capi/CapiSupport.h"
 
@@ -44,6 +46,31 @@ inline std::string FileAsFILE(std::string message, const std::string& file)
     if (message.compare(0, file.size(), file) == 0)
         message.replace(0, file.size(), "FILE");
     return message;
+}
+
+// The cases below tests/data/<folder>, sorted: its folders, or with
+// `extension` its files that have it, named without the extension.
+inline std::vector<std::string> CaseNames(const std::string& folder,
+                                          const std::string& extension = "")
+{
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(fs::path(TOLVIK_TEST_DATA) / folder)) {
+        if (extension.empty() ? entry.is_directory() : entry.path().extension() == extension)
+            names.push_back(
+                (extension.empty() ? entry.path().filename() : entry.path().stem()).string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// A test name from a case name: each character a test name cannot hold ("-")
+// becomes "_".
+inline std::string CaseTestName(const ::testing::TestParamInfo<std::string>& info)
+{
+    std::string name;
+    for (char c : info.param)
+        name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+    return name;
 }
 
 }  // namespace tolvik::test
