@@ -328,83 +328,82 @@ TEST(ProfileRoundTrip, GeneratedFilesReadBackAfterWriting)
     EXPECT_GT(readable, 50);
 }
 
-TEST(ProfileWrite, NewFileGetsTheTableInItsPlainLayout)
+// A table written into an empty file, and the file read back with the same
+// flags (a selection with `request`).
+struct NewFileCase {
+    const char* name;
+    long flags;
+    const char* table;
+    const char* file;
+    const char* request;
+    const char* readBack;  // nullptr: not read back
+};
+
+class ProfileWriteNewFile : public ::testing::TestWithParam<NewFileCase> {};
+
+TEST_P(ProfileWriteNewFile, GetsTheTableAndReadsItBack)
 {
+    const NewFileCase& c = GetParam();
     TempDir temp;
     const std::string file = temp.Write("new.ini", "");
-    auto table = TableFrom(
-        "S|First|...|top\n"
-        "P|Name|Pump|...\n"
-        "P|Lines|one\\r\\ntwo|two\\r\\nlines\\n\n"
-        "S|Second|...|...\n"
-        "P|Empty||...\n"
-        "P|NoValue|...|...\n"
-        "P|...|nameless|...\n"
-        "X|Ignored|row|...\n"
-        "S|...|...|...\n"
-        "P|InNameless|1|...\n");
-    ASSERT_TRUE(WriteProfile(file, kListing, std::move(table)));
-    EXPECT_EQ(temp.Read("new.ini"),
-              "[First] ; top\n"
-              "Name = \"Pump\"\n"
-              "Lines = [\none\ntwo\n] ; two  lines\n"
-              "\n"
-              "[Second]\n"
-              "Empty = \"\"\n"
-              "NoValue = \"\"\n");
-
-    ReadOutcome back = ReadProfile(file, kListing);
-    ASSERT_TRUE(back.ok);
-    EXPECT_EQ(Dump(*back.table),
-              "S|First|...|top\n"
-              "P|Name|Pump|...\n"
-              "P|Lines|one\\r\\ntwo\\r\\n|two  lines\n"
-              "S|Second|...|...\n"
-              "P|Empty||...\n"
-              "P|NoValue||...\n");
-}
-
-TEST(ProfileWrite, SelectionSplitsJoinedValuesIntoRepeatedLines)
-{
-    TempDir temp;
-    const std::string file = temp.Write("new.ini", "");
-    auto table = TableFrom(
-        "...|Path|Mode|Gone\n"
-        "Dirs|a\\r\\nb\\r\\n\\r\\nc|...|\\b\n"
-        "...|nameless|...|...\n"
-        "More|\\r\\n|x|...\n");
-    ASSERT_TRUE(WriteProfile(file, 0, std::move(table)));
-    EXPECT_EQ(temp.Read("new.ini"),
-              "[Dirs]\nPath = \"a\"\nPath = \"b\"\nPath = \"c\"\n"
-              "[More]\nPath = [\n\n]\nMode = \"x\"\n");
-    ReadOutcome back = ReadProfile(file, 0, TableFrom("...|path|mode\n*\n"));
-    ASSERT_TRUE(back.ok);
-    EXPECT_EQ(Dump(*back.table), "...|path|mode\nDirs|a\\r\\nb\\r\\nc|...\nMore|\\r\\n|x\n");
-}
-
-TEST(ProfileWrite, ValuesThatQuotesCannotCarryGoInAsBlocks)
-{
-    TempDir temp;
-    const std::string file = temp.Write("new.ini", "");
-    auto table = TableFrom(
-        "S|S|...|...\n"
-        "P|Lead|  indented|...\n"
-        "P|Semi|a;b|...\n"
-        "P|Eq|=x|...\n");
-    ASSERT_TRUE(WriteProfile(file, kListing, std::move(table)));
-    EXPECT_EQ(temp.Read("new.ini"),
-              "[S]\nLead = [\n  indented\n]\nSemi = [\na;b\n]\nEq = [\n=x\n]\n");
-    ReadOutcome back = ReadProfile(file, kListing);
+    std::string message;
+    ASSERT_TRUE(WriteProfile(file, c.flags, TableFrom(c.table), &message))
+        << ShowMessage(message, file);
+    EXPECT_EQ(temp.Read("new.ini"), c.file);
+    if (!c.readBack)
+        return;
+    ReadOutcome back = ReadProfile(file, c.flags, c.request ? TableFrom(c.request) : nullptr);
     ASSERT_TRUE(back.ok) << ShowMessage(back.message, file);
-    EXPECT_EQ(Dump(*back.table),
-              "S|S|...|...\nP|Lead|  indented\\r\\n|...\nP|Semi|a;b\\r\\n|...\n"
-              "P|Eq|=x\\r\\n|...\n");
-
-    temp.Write("new.ini", "");
-    table = TableFrom("...|K\nS|one\\r\\n  two;\n");
-    ASSERT_TRUE(WriteProfile(file, 0, std::move(table)));
-    EXPECT_EQ(temp.Read("new.ini"), "[S]\nK = [\none\n  two;\n]\n");
+    EXPECT_EQ(Dump(*back.table), c.readBack);
 }
+
+const NewFileCase kNewFiles[] = {
+    {"ListingInItsPlainLayout", kListing,
+     "S|First|...|top\n"
+     "P|Name|Pump|...\n"
+     "P|Lines|one\\r\\ntwo|two\\r\\nlines\\n\n"
+     "S|Second|...|...\n"
+     "P|Empty||...\n"
+     "P|NoValue|...|...\n"
+     "P|...|nameless|...\n"
+     "X|Ignored|row|...\n"
+     "S|...|...|...\n"
+     "P|InNameless|1|...\n",
+     "[First] ; top\n"
+     "Name = \"Pump\"\n"
+     "Lines = [\none\ntwo\n] ; two  lines\n"
+     "\n"
+     "[Second]\n"
+     "Empty = \"\"\n"
+     "NoValue = \"\"\n",
+     nullptr,
+     "S|First|...|top\n"
+     "P|Name|Pump|...\n"
+     "P|Lines|one\\r\\ntwo\\r\\n|two  lines\n"
+     "S|Second|...|...\n"
+     "P|Empty||...\n"
+     "P|NoValue||...\n"},
+    {"SelectionSplitsJoinedValuesIntoRepeatedLines", 0,
+     "...|Path|Mode|Gone\n"
+     "Dirs|a\\r\\nb\\r\\n\\r\\nc|...|\\b\n"
+     "...|nameless|...|...\n"
+     "More|\\r\\n|x|...\n",
+     "[Dirs]\nPath = \"a\"\nPath = \"b\"\nPath = \"c\"\n"
+     "[More]\nPath = [\n\n]\nMode = \"x\"\n",
+     "...|path|mode\n*\n", "...|path|mode\nDirs|a\\r\\nb\\r\\nc|...\nMore|\\r\\n|x\n"},
+    {"ValuesThatQuotesCannotCarryGoInAsBlocks", kListing,
+     "S|S|...|...\n"
+     "P|Lead|  indented|...\n"
+     "P|Semi|a;b|...\n"
+     "P|Eq|=x|...\n",
+     "[S]\nLead = [\n  indented\n]\nSemi = [\na;b\n]\nEq = [\n=x\n]\n", nullptr,
+     "S|S|...|...\nP|Lead|  indented\\r\\n|...\nP|Semi|a;b\\r\\n|...\n"
+     "P|Eq|=x\\r\\n|...\n"},
+    {"SelectedValuesThatQuotesCannotCarryGoInAsBlocks", 0, "...|K\nS|one\\r\\n  two;\n",
+     "[S]\nK = [\none\n  two;\n]\n", nullptr, nullptr}};
+
+INSTANTIATE_TEST_SUITE_P(ProfileWrite, ProfileWriteNewFile, ::testing::ValuesIn(kNewFiles),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(ProfileWrite, MissingFileFailsAndNothingIsCreated)
 {
