@@ -90,6 +90,32 @@ inline std::string Record(std::string visible)
     return visible;
 }
 
+// The message boxes the library shows while this lives, taken instead of
+// shown, each as "text|caption|style".
+class ShownBoxes {
+public:
+    ShownBoxes()
+    {
+        List().clear();
+        TolvikSetMessageHook(Take);
+    }
+    ~ShownBoxes() { TolvikSetMessageHook(nullptr); }
+    ShownBoxes(const ShownBoxes&) = delete;
+    ShownBoxes& operator=(const ShownBoxes&) = delete;
+
+    static std::vector<std::string>& List()
+    {
+        static std::vector<std::string> boxes;
+        return boxes;
+    }
+
+private:
+    static void Take(const char* text, const char* caption, uint32_t style)
+    {
+        List().push_back(std::string(text) + "|" + caption + "|" + std::to_string(style));
+    }
+};
+
 // One table handle, closed at the end if a test leaves it open, in a fixture
 // with its own temporary folder.
 class HostTable : public ::testing::Test {

@@ -1,33 +1,19 @@
 // The table interface exactly as a host sees it: only tolvik32.h and the library.
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "tolvik32.h"
+#include "CapiSupport.h"
 
 namespace {
 
-std::vector<std::string> g_boxes;
-void RecordBox(const char* text, const char* caption, uint32_t style)
-{
-    g_boxes.push_back(std::string(text) + "|" + caption + "|" + std::to_string(style));
-}
+using tolvik::test::ShownBoxes;
 
 class TableExports : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        g_boxes.clear();
-        TolvikSetMessageHook(RecordBox);
-    }
     void TearDown() override
     {
         if (handle)
             IntpCloseRead(&handle);
-        TolvikSetMessageHook(nullptr);
     }
 
     void Open(uint16_t rows, uint16_t cols)
@@ -52,6 +38,7 @@ protected:
         return {result, value};
     }
 
+    ShownBoxes boxes;
     uint32_t handle = 0;
 };
 
@@ -144,22 +131,22 @@ TEST_F(TableExports, OverflowShowsOneBoxPerRefusedCellAndKeepsCounts)
     uint16_t rows = 10001, cols = 10;  // 100010 cells asked, 100000 fit
     ASSERT_EQ(IntpOpenWrite(&handle, &rows, &cols), -1);
     ASSERT_NE(handle, 0u);
-    ASSERT_EQ(g_boxes.size(), 10u);
-    EXPECT_EQ(g_boxes[0],
+    ASSERT_EQ(boxes.List().size(), 10u);
+    EXPECT_EQ(boxes.List()[0],
               "Internal error in CAttributeList::AddAttribute. List overflow!|Tolvik32.DLL|16");
     EXPECT_EQ(Get(9999, 9).first, 0);  // the last cell that fit
     EXPECT_EQ(Set(9999, 9, "end"), -1);
     EXPECT_EQ(Set(10000, 0, "x"), 0);  // counted, but never stored
     // The row just past the counted rows still grows the table, with boxes.
     EXPECT_EQ(Set(10001, 0, "x"), 0);
-    EXPECT_EQ(g_boxes.size(), 20u);
+    EXPECT_EQ(boxes.List().size(), 20u);
 }
 
 TEST_F(TableExports, ProductPastSignedRangeAsksForNoCells)
 {
     uint16_t rows = 65535, cols = 65535;
     ASSERT_EQ(IntpOpenWrite(&handle, &rows, &cols), -1);
-    EXPECT_TRUE(g_boxes.empty());
+    EXPECT_TRUE(boxes.List().empty());
     EXPECT_EQ(Get(0, 0).first, 0);
 }
 

@@ -313,12 +313,6 @@ TEST(MdlNames, SectionOfEveryKind)
         EXPECT_EQ(CMdlFileParser::SectionOfKind(kind), expected[kind]) << kind;
 }
 
-int g_boxes = 0;
-void CountBox(const char*, const char*, uint32_t)
-{
-    ++g_boxes;
-}
-
 TEST(MdlFile, ModelBeyondTheTableCapacityKeepsTheFirst25000Entries)
 {
     TempDir dir;
@@ -327,14 +321,12 @@ TEST(MdlFile, ModelBeyondTheTableCapacityKeepsTheFirst25000Entries)
         text += "M" + std::to_string(i) + "\n";
     text += "}\n";
     const std::string file = dir.Write("BIG.MDL", text);
-    g_boxes = 0;
-    TolvikSetMessageHook(CountBox);
+    ShownBoxes boxes;
     RunResult read = RunParser(file, kRead);
-    TolvikSetMessageHook(nullptr);
     ASSERT_TRUE(read.ok);
     EXPECT_EQ(read.list->rows, 25000u);
     EXPECT_EQ(*read.list->GetAttribute(24999, 0), "M24999.tse");
-    EXPECT_EQ(g_boxes, 4);  // one for each cell of the refused row
+    EXPECT_EQ(boxes.List().size(), 4u);  // one for each cell of the refused row
 }
 
 TEST(MdlFile, NarrowTableMatchesByNameAndKeepsTheRest)

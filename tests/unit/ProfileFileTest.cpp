@@ -19,12 +19,6 @@ namespace {
 
 constexpr long kListing = kProfileListing;
 
-int g_boxes = 0;
-void CountBox(const char*, const char*, std::uint32_t)
-{
-    ++g_boxes;
-}
-
 // Cells as the golden files spell them: "..." for an empty cell, "\r", "\n",
 // "\b" (deletion mark), "\|" and "\\" escaped, rows one per line, cells split
 // at "|".
@@ -453,14 +447,12 @@ TEST(ProfileRead, FullTableShowsTheOverflowAndKeepsWhatFits)
     for (int i = 0; i < 25000; ++i)
         text += "K" + std::to_string(i) + " = v\n";
     const std::string file = temp.Write("big.ini", text);
-    g_boxes = 0;
-    SetMessageHook(CountBox);
+    ShownBoxes boxes;
     ReadOutcome outcome = ReadProfile(file, kListing);
-    SetMessageHook(nullptr);
     ASSERT_TRUE(outcome.ok);
     EXPECT_EQ(outcome.table->Count(), kTableCapacity);
     EXPECT_EQ(outcome.table->rows, kTableCapacity / 4);
-    EXPECT_EQ(g_boxes, 4);  // the last parameter's row did not fit
+    EXPECT_EQ(boxes.List().size(), 4u);  // the last parameter's row did not fit
 }
 
 }  // namespace

@@ -133,4 +133,29 @@ void RunCase(const std::string& kind, const std::string& name)
         EXPECT_EQ(left.rfind("TVK", 0), std::string::npos) << "temporary file left: " << left;
 }
 
+// A stub rendered from the table `rows` gives `stored`; read and rendered
+// again, three times over, it gives the same rows and text. An empty table
+// renders as `emptyStored`.
+template <class Render, class Read>
+void ExpectStubCycle(Render render, Read read, const std::string& rows, const std::string& stored,
+                     const std::string& emptyStored)
+{
+    std::unique_ptr<CAttributeList> table = TableFrom(rows);
+    std::string text;
+    std::string message;
+    ASSERT_TRUE(render(table, text, message)) << Visible(message);
+    EXPECT_EQ(text, stored);
+    for (int cycle = 0; cycle < 3; ++cycle) {
+        std::unique_ptr<CAttributeList> back;
+        ASSERT_TRUE(read(text, back, message)) << Visible(message);
+        EXPECT_EQ(Dump(back.get()), rows);
+        std::string again;
+        ASSERT_TRUE(render(back, again, message));
+        EXPECT_EQ(again, text) << "cycle " << cycle;
+    }
+    auto empty = TableFrom("");
+    ASSERT_TRUE(render(empty, text, message));
+    EXPECT_EQ(text, emptyStored);
+}
+
 }  // namespace tolvik::test
