@@ -32,16 +32,10 @@ constexpr char kFileName[] = "values.bpe";
 // line tells them apart only by the words it holds.
 std::string Dump(const CAttributeList& list, bool noEmptyText = false)
 {
-    std::string text;
-    for (std::uint32_t r = 0; r < list.rows; ++r) {
-        for (std::uint32_t c = 0; c < list.columns; ++c) {
-            const std::string& cell = *list.GetAttribute(static_cast<int>(r), static_cast<int>(c));
-            const bool empty = cell == kEmptyCell || (noEmptyText && cell.empty());
-            text += (c ? "|" : "") + (empty ? std::string("...") : cell);
-        }
-        text += '\n';
-    }
-    return text;
+    return DumpTable(&list, [noEmptyText](const std::string* cell) {
+        const bool empty = *cell == kEmptyCell || (noEmptyText && cell->empty());
+        return empty ? std::string("...") : *cell;
+    });
 }
 
 std::unique_ptr<CAttributeList> ParseTable(const std::string& text)

@@ -103,20 +103,9 @@ std::unique_ptr<CAttributeList> LoadTable(const std::filesystem::path& path)
 // A table as the lines of a table file.
 std::string Dump(const CAttributeList* list)
 {
-    if (!list)
-        return "<no table>";
-    std::string text;
-    for (std::uint32_t row = 0; row < list->rows; ++row) {
-        for (std::uint32_t column = 0; column < list->columns; ++column) {
-            if (column)
-                text += '|';
-            const std::string* cell =
-                list->GetAttribute(static_cast<int>(row), static_cast<int>(column));
-            text += !cell ? "<missing>" : *cell == kEmptyCell ? "..." : Escape(*cell);
-        }
-        text += '\n';
-    }
-    return text;
+    return DumpTable(list, [](const std::string* cell) {
+        return !cell ? "<missing>" : *cell == kEmptyCell ? "..." : Escape(*cell);
+    });
 }
 
 struct RunResult {

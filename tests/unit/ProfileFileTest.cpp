@@ -73,16 +73,7 @@ std::vector<std::string> SplitRow(const std::string& line)
 
 std::string Dump(const CAttributeList& list)
 {
-    std::string out;
-    for (std::uint32_t row = 0; row < list.rows; ++row) {
-        for (std::uint32_t column = 0; column < list.columns; ++column) {
-            if (column)
-                out += '|';
-            out += EscapeCell(*list.GetAttribute(static_cast<int>(row), static_cast<int>(column)));
-        }
-        out += '\n';
-    }
-    return out;
+    return DumpTable(&list, [](const std::string* cell) { return EscapeCell(*cell); });
 }
 
 std::unique_ptr<CAttributeList> TableFrom(const std::string& text)

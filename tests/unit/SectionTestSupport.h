@@ -22,22 +22,12 @@ namespace tolvik::test {
 
 inline std::string Dump(const CAttributeList* table)
 {
-    if (!table)
-        return "<no table>";
-    std::string text;
-    for (std::uint32_t row = 0; row < table->rows; ++row) {
-        for (std::uint32_t column = 0; column < table->columns; ++column) {
-            const std::string* cell =
-                table->GetAttribute(static_cast<int>(row), static_cast<int>(column));
-            text += column ? "|" : "";
-            text += !cell                  ? "<none>"
-                    : *cell == kEmptyCell  ? "..."
-                    : *cell == kDeleteMark ? "<DEL>"
-                                           : *cell;
-        }
-        text += '\n';
-    }
-    return text;
+    return DumpTable(table, [](const std::string* cell) {
+        return !cell                  ? "<none>"
+               : *cell == kEmptyCell  ? "..."
+               : *cell == kDeleteMark ? "<DEL>"
+                                      : *cell;
+    });
 }
 
 inline std::unique_ptr<CAttributeList> TableFrom(const std::string& dump)

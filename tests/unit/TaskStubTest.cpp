@@ -34,14 +34,7 @@ std::string Stored(const std::string& text)
 
 std::string Dump(const CAttributeList& list)
 {
-    std::string dump;
-    for (std::uint32_t row = 0; row < list.rows; ++row) {
-        for (std::uint32_t col = 0; col < list.columns; ++col) {
-            dump += Shown(*list.GetAttribute(static_cast<int>(row), static_cast<int>(col)));
-            dump += col + 1 < list.columns ? "|" : "\n";
-        }
-    }
-    return dump;
+    return DumpTable(&list, [](const std::string* cell) { return Shown(*cell); });
 }
 
 struct Outcome {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "../capi/CapiSupport.h"
+#include "api/AttributeList.h"
 
 namespace tolvik::test {
 
@@ -20,6 +21,23 @@ public:
 inline std::string TestData(const std::string& name)
 {
     return ReadBytes(fs::path(TOLVIK_TEST_DATA) / name);
+}
+
+// A table as text: one row a line, its cells joined by "|", each cell as
+// `show` gives it (nullptr for a cell the table does not hold).
+template <class Show>
+std::string DumpTable(const CAttributeList* table, Show show)
+{
+    if (!table)
+        return "<no table>";
+    std::string text;
+    for (std::uint32_t row = 0; row < table->rows; ++row) {
+        for (std::uint32_t column = 0; column < table->columns; ++column)
+            text += (column ? "|" : "") +
+                    show(table->GetAttribute(static_cast<int>(row), static_cast<int>(column)));
+        text += '\n';
+    }
+    return text;
 }
 
 // A message with each separator shown as "|".
