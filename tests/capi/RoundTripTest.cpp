@@ -68,7 +68,27 @@ std::vector<std::pair<std::string, std::string>> HeaderSources()
     return sources;
 }
 
-char kEmpty[] = "";
+// A kind of sections read and written whole: no start or end name, no flags.
+Kind WholeSections(const char* name, const char* fileName,
+                   int32_t(TOLVIK_CALL* open)(char*, uint32_t*, uint16_t*, uint16_t*, char*, char*,
+                                              char*),
+                   int32_t(TOLVIK_CALL* close)(char*, uint32_t*, char*, char*, char*))
+{
+    auto files = [folder = std::string(name)] { return FilesIn(folder, ""); };
+    return {name,
+            fileName,
+            [open](char* f, uint32_t* h, uint16_t* r, uint16_t* c, char* e) {
+                char none[] = "";
+                std::strcpy(e, "0");
+                return open(f, h, r, c, none, none, e);
+            },
+            [close](char* f, uint32_t* h, char* e) {
+                char none[] = "";
+                return close(f, h, none, none, e);
+            },
+            files,
+            true};
+}
 
 std::vector<Kind> Kinds()
 {
@@ -80,26 +100,8 @@ std::vector<Kind> Kinds()
         {"header", "MODULE.tse", IntpOpenReadVORLHead, IntpCloseUpdateVORLHead, HeaderSources},
         {"bpac", "VALUES.bpe", IntpOpenReadBPACValues, IntpCloseUpdateBPACValues,
          [] { return FilesIn("bpac", ".in"); }, true, true},
-        {"strings", "TEXTS.txe",
-         [](char* f, uint32_t* h, uint16_t* r, uint16_t* c, char* e) {
-             e[0] = '0';
-             e[1] = '\0';
-             return IntpOpenReadTextStrings(f, h, r, c, kEmpty, kEmpty, e);
-         },
-         [](char* f, uint32_t* h, char* e) {
-             return IntpCloseWriteTextStrings(f, h, kEmpty, kEmpty, e);
-         },
-         [] { return FilesIn("strings", ""); }, true},
-        {"vars", "VARS.dpe",
-         [](char* f, uint32_t* h, uint16_t* r, uint16_t* c, char* e) {
-             e[0] = '0';
-             e[1] = '\0';
-             return IntpOpenReadVpacVariables(f, h, r, c, kEmpty, kEmpty, e);
-         },
-         [](char* f, uint32_t* h, char* e) {
-             return IntpCloseWriteVpacVariables(f, h, kEmpty, kEmpty, e);
-         },
-         [] { return FilesIn("vars", ""); }, true},
+        WholeSections("strings", "TEXTS.txe", IntpOpenReadTextStrings, IntpCloseWriteTextStrings),
+        WholeSections("vars", "VARS.dpe", IntpOpenReadVpacVariables, IntpCloseWriteVpacVariables),
         {"profile-listing", "SETUP.ini",
          [](char* f, uint32_t* h, uint16_t* r, uint16_t* c, char* e) {
              std::strcpy(e, "1024");  // listing: every section and parameter
