@@ -7,8 +7,10 @@ using namespace tolvik::test;
 
 // The folder is the current directory too: an update leaves no temporary
 // file behind in it.
-struct TempDir : TempFolder {
-    TempDir() : TempFolder(kCurrent) {}
+class DeclarationExports : public ::testing::Test {
+protected:
+    TempFolder dir{TempFolder::kCurrent};
+    char err[4096] = "";
 };
 
 const std::string kProgram =
@@ -19,11 +21,9 @@ const std::string kProgram =
     "{ TEXT\n"
     "}\n";
 
-TEST(DeclarationExports, InsertThenRemoveGivesTheFileBack)
+TEST_F(DeclarationExports, InsertThenRemoveGivesTheFileBack)
 {
-    TempDir dir;
     const std::string file = dir.Write("STATION.SRC", kProgram);
-    char err[4096] = "";
 
     EXPECT_EQ(IntpInsertDecl(file.c_str(), "var", "B = 2 ; second", err), -1);
     EXPECT_EQ(std::string(err), Record("0|||||"));
@@ -45,11 +45,9 @@ TEST(DeclarationExports, InsertThenRemoveGivesTheFileBack)
     EXPECT_EQ(dir.Files(), (std::vector<std::string>{"STATION.BAK", "STATION.SRC"}));
 }
 
-TEST(DeclarationExports, CrLfFileStaysCrLf)
+TEST_F(DeclarationExports, CrLfFileStaysCrLf)
 {
-    TempDir dir;
     const std::string file = dir.Write("P.SRC", "{ VAR\r\n\tA = 1\r\n}\r\n");
-    char err[4096] = "";
     ASSERT_EQ(IntpInsertDecl(file.c_str(), "VAR", "A = 5 ; set", err), -1);
     EXPECT_EQ(dir.Read("P.SRC"), "{ VAR\r\n        A = 5 ; set\r\n}\r\n");
     ASSERT_EQ(IntpInsertDecl(file.c_str(), "VAR", "B = 6", err), -1);
@@ -60,14 +58,13 @@ TEST(DeclarationExports, CrLfFileStaysCrLf)
 
 // A declaration that does not parse is refused before the file is opened: a
 // missing file is not even noticed, and an existing one is left alone.
-class BadDeclaration : public ::testing::TestWithParam<const char*> {};
+class BadDeclaration : public DeclarationExports,
+                       public ::testing::WithParamInterface<const char*> {};
 
 TEST_P(BadDeclaration, FailsWithTwoAndLeavesFileAlone)
 {
-    TempDir dir;
     const std::string file = dir.Write("P.SRC", kProgram);
     const std::string missing = dir.Path("NONE.SRC");
-    char err[4096] = "";
 
     EXPECT_EQ(IntpInsertDecl(file.c_str(), "VAR", GetParam(), err), 0);
     const std::string record = err;
@@ -83,11 +80,9 @@ INSTANTIATE_TEST_SUITE_P(Texts, BadDeclaration,
                          ::testing::Values("", "   ", "X = { 1 }", "X = 1 }", "X = 1\nY = 2",
                                            "X\n}", "; only a comment", "= 1"));
 
-TEST(DeclarationExports, NullArgumentsAreAnEmptyDeclaration)
+TEST_F(DeclarationExports, NullArgumentsAreAnEmptyDeclaration)
 {
-    TempDir dir;
     const std::string file = dir.Write("P.SRC", kProgram);
-    char err[4096] = "";
     EXPECT_EQ(IntpInsertDecl(file.c_str(), "VAR", nullptr, err), 0);
     EXPECT_EQ(std::string(err, 2), Record("2|"));
     EXPECT_EQ(IntpRemoveDecl(file.c_str(), nullptr, nullptr, err), 0);
@@ -95,11 +90,9 @@ TEST(DeclarationExports, NullArgumentsAreAnEmptyDeclaration)
     EXPECT_EQ(dir.Read("P.SRC"), kProgram);
 }
 
-TEST(DeclarationExports, MissingFileGivesFourWithTheNameAsPassed)
+TEST_F(DeclarationExports, MissingFileGivesFourWithTheNameAsPassed)
 {
-    TempDir dir;
     const std::string missing = dir.Path("NONE.SRC");
-    char err[4096] = "";
     EXPECT_EQ(IntpInsertDecl(missing.c_str(), "VAR", "X = 1", err), 0);
     EXPECT_EQ(std::string(err), Record("4|" + missing + "||||"));
     EXPECT_EQ(IntpRemoveDecl(missing.c_str(), "VAR", "X", err), 0);
@@ -107,11 +100,9 @@ TEST(DeclarationExports, MissingFileGivesFourWithTheNameAsPassed)
     EXPECT_TRUE(dir.Files().empty());
 }
 
-TEST(DeclarationExports, NoBlockNamesKeywordEndTokenAndLine)
+TEST_F(DeclarationExports, NoBlockNamesKeywordEndTokenAndLine)
 {
-    TempDir dir;
     const std::string file = dir.Write("P.SRC", kProgram);
-    char err[4096] = "";
     EXPECT_EQ(IntpInsertDecl(file.c_str(), "DATA", "X = 1", err), 0);
     // Six lines, the last with a line end: the end is found on line 7.
     EXPECT_EQ(std::string(err), Record("2|" + file + "|{ DATA||7|||||"));
