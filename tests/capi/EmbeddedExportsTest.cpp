@@ -1,48 +1,16 @@
 // The embedded-file exports as a host calls them.
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <random>
-#include <sstream>
-#include <string>
 
-#include "tolvik32.h"
+#include "CapiSupport.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tolvik::test;
 
-std::string Record(const std::string& code, const std::string& a1 = {}, const std::string& a2 = {})
-{
-    return code + '\x1a' + a1 + '\x1a' + a2 + '\x1a' + '\x1a' + '\x1a';
-}
-
-class EmbeddedExports : public ::testing::Test {
+class EmbeddedExports : public HostTable {
 protected:
-    void SetUp() override
-    {
-        std::random_device random;
-        dir = fs::temp_directory_path() / ("tolvik-capi-" + std::to_string(random()));
-        fs::create_directories(dir);
-        file = (dir / "task.tse").string();
-    }
-    void TearDown() override
-    {
-        if (handle)
-            IntpCloseRead(&handle);
-        std::error_code ignored;
-        fs::remove_all(dir, ignored);
-    }
-    void WriteFile(const std::string& content) { std::ofstream(file, std::ios::binary) << content; }
-    std::string ReadFile() const
-    {
-        std::ifstream in(file, std::ios::binary);
-        std::ostringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
+    void WriteFile(const std::string& content) { folder.Write("task.tse", content); }
+    std::string ReadFile() const { return folder.Read("task.tse"); }
     int32_t Insert(const char* name, const char* text, const char* flags)
     {
         std::strcpy(err, flags);
@@ -63,17 +31,14 @@ protected:
         return value;
     }
 
-    fs::path dir;
-    std::string file;
-    uint32_t handle = 0;
-    char err[4096] = {};
+    const std::string file = folder.Path("task.tse");
 };
 
 TEST_F(EmbeddedExports, InsertedTextReadsBackWithCrLfAndItsLengthPlusOne)
 {
     WriteFile("TASK T\n; EmbeddPoint STUBS\nBEGIN\n");
     EXPECT_EQ(Insert("DOC", "first\nsecond", "0"), -1);
-    EXPECT_EQ(std::string(err), Record("0"));
+    EXPECT_EQ(Error(), Record("0|||||"));
     int32_t result = 0;
     EXPECT_EQ(ReadOut("doc", &result), "first\r\nsecond\r\n");
     EXPECT_EQ(result, 16);
@@ -86,7 +51,7 @@ TEST_F(EmbeddedExports, ReplaceRequestPutsTheNewTextWhereTheOldWas)
         "TASK T\n; EmbeddPoint STUBS\nA\n; EmbeddedFileStart \"DOC\"\nold\n"
         "; EmbeddedFileEnd \"DOC\"\nB\n");
     EXPECT_EQ(Insert("DOC", "new\r\n", "2"), -1);
-    EXPECT_EQ(std::string(err), Record("0"));
+    EXPECT_EQ(Error(), Record("0|||||"));
     EXPECT_EQ(ReadFile(),
               "TASK T\n; EmbeddPoint STUBS\nA\n; EmbeddedFileStart  \"DOC\"\nnew\n"
               "; EmbeddedFileEnd  \"DOC\"\nB\n");
@@ -101,7 +66,7 @@ TEST_F(EmbeddedExports, InsertOfAnExistingNameWithoutReplaceChangesNothing)
         "; EmbeddedFileEnd \"DOC\"\n";
     WriteFile(original);
     EXPECT_EQ(Insert("DOC", "new", "1"), -1);
-    EXPECT_EQ(std::string(err), Record("0"));
+    EXPECT_EQ(Error(), Record("0|||||"));
     EXPECT_EQ(ReadFile(), original);
 }
 
@@ -109,9 +74,7 @@ TEST_F(EmbeddedExports, InsertWithoutEmbeddingPointFails)
 {
     WriteFile("TASK T\nBEGIN\n");
     EXPECT_EQ(Insert("DOC", "x", "0"), 0);
-    EXPECT_EQ(std::string(err), Record("2", file + "\x1a"
-                                                   "EmbeddPoint \"STUBS\"\x1a\x1a"
-                                                   "3\x1a"));
+    EXPECT_EQ(Error(), Record("2|" + file + "|EmbeddPoint \"STUBS\"||3|||||"));
     EXPECT_EQ(ReadFile(), "TASK T\nBEGIN\n");
 }
 
@@ -121,33 +84,29 @@ TEST_F(EmbeddedExports, ReadFailuresNameTheFileOrTheMissingMarker)
     ReadOut("DOC", &result);
     EXPECT_EQ(result, 0);
     EXPECT_EQ(handle, 0u);
-    EXPECT_EQ(std::string(err), Record("4", file));
+    EXPECT_EQ(Error(), Record("4|" + file + "||||"));
 
     WriteFile("one\n; EmbeddedFileStart \"DOC\"\ntext\n");
     ReadOut("DOC", &result);
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(std::string(err), Record("2", file + "\x1a"
-                                                   "EmbeddedFileEnd \"DOC\"\x1a\x1a"
-                                                   "4\x1a"));
+    EXPECT_EQ(Error(), Record("2|" + file + "|EmbeddedFileEnd \"DOC\"||4|||||"));
 }
 
 TEST_F(EmbeddedExports, RemoveTakesTheBlockOutAndIsLenientAboutMissingFiles)
 {
     WriteFile("A\n; EmbeddedFileStart \"DOC\"\nx\n; EmbeddedFileEnd \"DOC\"\nB\n");
     EXPECT_EQ(IntpRemoveEmbeddedFile(file.c_str(), "DOC", err), -1);
-    EXPECT_EQ(std::string(err), Record("0"));
+    EXPECT_EQ(Error(), Record("0|||||"));
     EXPECT_EQ(ReadFile(), "A\nB\n");
 
     EXPECT_EQ(IntpRemoveEmbeddedFile(file.c_str(), "DOC", err), 0);
-    EXPECT_EQ(std::string(err), Record("2", file + "\x1a"
-                                                   "EmbeddedFileStart \"DOC\"\x1a\x1a"
-                                                   "3\x1a"));
+    EXPECT_EQ(Error(), Record("2|" + file + "|EmbeddedFileStart \"DOC\"||3|||||"));
     EXPECT_EQ(ReadFile(), "A\nB\n");
 
-    const std::string missing = (dir / "none.tse").string();
+    const std::string missing = folder.Path("none.tse");
     EXPECT_EQ(IntpRemoveEmbeddedFile(missing.c_str(), "DOC", err), -1);
-    EXPECT_EQ(std::string(err), Record("0"));
-    EXPECT_FALSE(fs::exists(missing));
+    EXPECT_EQ(Error(), Record("0|||||"));
+    EXPECT_FALSE(folder.Exists("none.tse"));
 }
 
 }  // namespace

@@ -2,22 +2,14 @@
 // file and written back unchanged reads again as the same table, and writing
 // it back a second time gives the same bytes. It runs over the example inputs
 // of every kind's test data.
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <random>
-#include <sstream>
-#include <string>
-#include <vector>
 
-#include "tolvik32.h"
+#include "CapiSupport.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tolvik::test;
 
 using Open =
     std::function<int32_t(char* file, uint32_t* handle, uint16_t* rows, uint16_t* cols, char* err)>;
@@ -37,14 +29,6 @@ struct Kind {
     bool emptyIsNoValue = false;
 };
 
-std::string ReadAll(const fs::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 const fs::path kData = TOLVIK_TEST_DATA;
 
 // Files of `folder` with the extension `ext`, skipping those that have a
@@ -59,10 +43,10 @@ std::vector<std::pair<std::string, std::string>> FilesIn(const std::string& fold
         const fs::path& path = entry.path();
         if (entry.is_regular_file() && path.extension() == ext &&
             (unless.empty() || !fs::exists(fs::path(path).replace_extension(unless))))
-            files.emplace_back(path.filename().string(), ReadAll(path));
+            files.emplace_back(path.filename().string(), ReadBytes(path));
         for (const char* input : {"input", "input.ini"})
             if (entry.is_directory() && ext.empty() && fs::exists(path / input))
-                files.emplace_back(path.filename().string(), ReadAll(path / input));
+                files.emplace_back(path.filename().string(), ReadBytes(path / input));
     }
     return files;
 }
@@ -84,7 +68,27 @@ std::vector<std::pair<std::string, std::string>> HeaderSources()
     return sources;
 }
 
-char kEmpty[] = "";
+// A kind of sections read and written whole: no start or end name, no flags.
+Kind WholeSections(const char* name, const char* fileName,
+                   int32_t(TOLVIK_CALL* open)(char*, uint32_t*, uint16_t*, uint16_t*, char*, char*,
+                                              char*),
+                   int32_t(TOLVIK_CALL* close)(char*, uint32_t*, char*, char*, char*))
+{
+    auto files = [folder = std::string(name)] { return FilesIn(folder, ""); };
+    return {name,
+            fileName,
+            [open](char* f, uint32_t* h, uint16_t* r, uint16_t* c, char* e) {
+                char none[] = "";
+                std::strcpy(e, "0");
+                return open(f, h, r, c, none, none, e);
+            },
+            [close](char* f, uint32_t* h, char* e) {
+                char none[] = "";
+                return close(f, h, none, none, e);
+            },
+            files,
+            true};
+}
 
 std::vector<Kind> Kinds()
 {
@@ -96,26 +100,8 @@ std::vector<Kind> Kinds()
         {"header", "MODULE.tse", IntpOpenReadVORLHead, IntpCloseUpdateVORLHead, HeaderSources},
         {"bpac", "VALUES.bpe", IntpOpenReadBPACValues, IntpCloseUpdateBPACValues,
          [] { return FilesIn("bpac", ".in"); }, true, true},
-        {"strings", "TEXTS.txe",
-         [](char* f, uint32_t* h, uint16_t* r, uint16_t* c, char* e) {
-             e[0] = '0';
-             e[1] = '\0';
-             return IntpOpenReadTextStrings(f, h, r, c, kEmpty, kEmpty, e);
-         },
-         [](char* f, uint32_t* h, char* e) {
-             return IntpCloseWriteTextStrings(f, h, kEmpty, kEmpty, e);
-         },
-         [] { return FilesIn("strings", ""); }, true},
-        {"vars", "VARS.dpe",
-         [](char* f, uint32_t* h, uint16_t* r, uint16_t* c, char* e) {
-             e[0] = '0';
-             e[1] = '\0';
-             return IntpOpenReadVpacVariables(f, h, r, c, kEmpty, kEmpty, e);
-         },
-         [](char* f, uint32_t* h, char* e) {
-             return IntpCloseWriteVpacVariables(f, h, kEmpty, kEmpty, e);
-         },
-         [] { return FilesIn("vars", ""); }, true},
+        WholeSections("strings", "TEXTS.txe", IntpOpenReadTextStrings, IntpCloseWriteTextStrings),
+        WholeSections("vars", "VARS.dpe", IntpOpenReadVpacVariables, IntpCloseWriteVpacVariables),
         {"profile-listing", "SETUP.ini",
          [](char* f, uint32_t* h, uint16_t* r, uint16_t* c, char* e) {
              std::strcpy(e, "1024");  // listing: every section and parameter
@@ -136,19 +122,6 @@ std::vector<Kind> Kinds()
 
 class RoundTrip : public ::testing::TestWithParam<Kind> {
 protected:
-    void SetUp() override
-    {
-        std::random_device random;
-        dir_ = fs::temp_directory_path() /
-               ("tolvik-roundtrip-" + std::to_string(random()) + std::to_string(random()));
-        fs::create_directories(dir_);
-    }
-    void TearDown() override
-    {
-        std::error_code ignored;
-        fs::remove_all(dir_, ignored);
-    }
-
     // Reads the file into a table dump; false when it does not read.
     bool Read(const Kind& kind, std::vector<std::string>& cells, uint32_t& handle)
     {
@@ -172,7 +145,7 @@ protected:
         return true;
     }
 
-    fs::path dir_;
+    TempFolder folder_;
     std::string path_;
     char err_[8192] = "";
 };
@@ -185,8 +158,7 @@ TEST_P(RoundTrip, UnchangedTableReadsBackAndRewritesStably)
     int checked = 0;
     for (const auto& [name, text] : kind.inputs()) {
         SCOPED_TRACE(kind.name + ": " + name);
-        path_ = (dir_ / kind.fileName).string();
-        std::ofstream(path_, std::ios::binary) << text;
+        path_ = folder_.Write(kind.fileName, text);
 
         uint32_t handle = 0;
         std::vector<std::string> first, second;
@@ -194,12 +166,12 @@ TEST_P(RoundTrip, UnchangedTableReadsBackAndRewritesStably)
             continue;  // an input that does not read is no case for this property
         ASSERT_EQ(kind.close(path_.data(), &handle, err_), -1) << err_;
         EXPECT_EQ(handle, 0u);
-        const std::string once = ReadAll(path_);
+        const std::string once = ReadBytes(path_);
 
         ASSERT_TRUE(Read(kind, second, handle)) << err_;
         EXPECT_EQ(second, first);
         ASSERT_EQ(kind.close(path_.data(), &handle, err_), -1) << err_;
-        EXPECT_EQ(ReadAll(path_), once);
+        EXPECT_EQ(ReadBytes(path_), once);
         ++checked;
     }
     EXPECT_GT(checked, 0) << "no readable input for " << kind.name;

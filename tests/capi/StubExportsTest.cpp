@@ -1,70 +1,21 @@
 // The task stub exports as a host calls them: the stub is an embedded file of
 // a task file.
-#include <gtest/gtest.h>
-
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <random>
-#include <sstream>
-#include <string>
-
-#include "tolvik32.h"
+#include "CapiSupport.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tolvik::test;
 
-std::string Record(const std::string& code, const std::string& a1 = {}, const std::string& a2 = {})
-{
-    return code + '\x1a' + a1 + '\x1a' + a2 + '\x1a' + '\x1a' + '\x1a';
-}
-
-class StubExports : public ::testing::Test {
+class StubExports : public HostTable {
 protected:
-    void SetUp() override
-    {
-        std::random_device random;
-        dir = fs::temp_directory_path() / ("tolvik-capi-" + std::to_string(random()));
-        fs::create_directories(dir);
-        file = (dir / "task.tse").string();
-    }
-    void TearDown() override
-    {
-        if (handle)
-            IntpCloseRead(&handle);
-        std::error_code ignored;
-        fs::remove_all(dir, ignored);
-    }
-    void WriteFile(const std::string& content) { std::ofstream(file, std::ios::binary) << content; }
-    std::string ReadFile() const
-    {
-        std::ifstream in(file, std::ios::binary);
-        std::ostringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
+    void WriteFile(const std::string& content) { folder.Write("task.tse", content); }
+    std::string ReadFile() const { return folder.Read("task.tse"); }
     int32_t Open(const char* stub)
     {
         return IntpOpenReadTaskStub(file.c_str(), &handle, &rows, &cols, stub, err);
     }
-    std::string Get(uint16_t row, uint16_t col)
-    {
-        char value[256] = {};
-        uint16_t length = 0;
-        IntpGetAttrValue(&handle, &row, &col, value, &length);
-        return value;
-    }
-    void Set(uint16_t row, uint16_t col, std::string value)
-    {
-        IntpSetAttrValue(&handle, &row, &col, value.data());
-    }
 
-    fs::path dir;
-    std::string file;
-    uint32_t handle = 0;
-    uint16_t rows = 0, cols = 0;
-    char err[4096] = {};
+    const std::string file = folder.Path("task.tse");
 };
 
 const char kTask[] =
@@ -81,11 +32,11 @@ TEST_F(StubExports, ReadChangeCloseAndReadAgain)
 {
     WriteFile(kTask);
     ASSERT_EQ(Open("locals"), -1);
-    EXPECT_EQ(std::string(err), Record("0"));
+    EXPECT_EQ(Error(), Record("0|||||"));
     EXPECT_EQ(rows, 2);
     EXPECT_EQ(cols, 4);
-    EXPECT_EQ(Get(0, 1), "COUNT");
-    EXPECT_EQ(Get(0, 3), "loop counter");
+    EXPECT_EQ(Cell(0, 1), "COUNT");
+    EXPECT_EQ(Cell(0, 3), "loop counter");
     Set(0, 2, "5");
     Set(1, 2, "...");  // removes FLAG
     Set(2, 0, "L");    // a new row
@@ -93,7 +44,7 @@ TEST_F(StubExports, ReadChangeCloseAndReadAgain)
     Set(2, 2, "0");
     ASSERT_EQ(IntpCloseUpdateTaskStub(file.c_str(), &handle, "LOCALS", err), -1);
     EXPECT_EQ(handle, 0u);
-    EXPECT_EQ(std::string(err), Record("0"));
+    EXPECT_EQ(Error(), Record("0|||||"));
     EXPECT_EQ(ReadFile(),
               "TASK MAIN\n"
               "; EmbeddPoint\n"
@@ -106,7 +57,7 @@ TEST_F(StubExports, ReadChangeCloseAndReadAgain)
 
     ASSERT_EQ(Open("LOCALS"), -1);
     EXPECT_EQ(rows, 2);
-    EXPECT_EQ(Get(1, 1), "DONE");
+    EXPECT_EQ(Cell(1, 1), "DONE");
     // Closing the unchanged table stores the same text.
     const std::string before = ReadFile();
     ASSERT_EQ(IntpCloseUpdateTaskStub(file.c_str(), &handle, "LOCALS", err), -1);
@@ -119,47 +70,36 @@ TEST_F(StubExports, SyntaxErrorNamesStubFileAndLineOfTheSection)
     EXPECT_EQ(Open("S"), 0);
     EXPECT_EQ(handle, 0u);
     // The section's own first line is line 2 of the framed text.
-    EXPECT_EQ(std::string(err), Record("2", "S in " + file,
-                                       "\x1a"
-                                       "Comment, Newline\x1a"
-                                       "3\x1a"
-                                       "3\x1a"));
+    EXPECT_EQ(Error(), Record("2|S in " + file + "||Comment, Newline|3|3||||"));
 }
 
 TEST_F(StubExports, MissingStubOrFile)
 {
     WriteFile("TASK MAIN\n");
     EXPECT_EQ(Open("S"), 0);
-    EXPECT_EQ(std::string(err), Record("2", "S in " + file,
-                                       file + "\x1a"
-                                              "EmbeddedFileStart \"S\"\x1a\x1a"
-                                              "2\x1a"));
-    fs::remove(file);
+    EXPECT_EQ(Error(), Record("2|S in " + file + "|" + file + "|EmbeddedFileStart \"S\"||2||||"));
+    std::filesystem::remove(file);
     EXPECT_EQ(Open("S"), 0);
-    EXPECT_EQ(std::string(err), Record("4", file));
+    EXPECT_EQ(Error(), Record("4|" + file + "||||"));
 }
 
 TEST_F(StubExports, CloseThatCannotStoreGivesTheInnerRecord)
 {
     // No stub yet and no embedding point to put it after.
     WriteFile("TASK MAIN\n");
-    uint16_t one = 1, four = 4;
-    ASSERT_EQ(IntpOpenWrite(&handle, &one, &four), -1);
+    ASSERT_EQ(NewTable(1, 4), -1);
     Set(0, 0, "R");
     Set(0, 1, "A");
     Set(0, 2, "1");
     EXPECT_EQ(IntpCloseUpdateTaskStub(file.c_str(), &handle, "S", err), 0);
     EXPECT_EQ(handle, 0u);
-    const std::string inner = Record("2", file +
-                                              "\x1a"
-                                              "EmbeddPoint \"\"\x1a\x1a"
-                                              "2\x1a");
-    EXPECT_EQ(std::string(err), Record("2", "S in " + file, inner));
+    const std::string inner = "2|" + file + "|EmbeddPoint \"\"||2|||||";
+    EXPECT_EQ(Error(), Record("2|S in " + file + "|" + inner + "|||"));
     EXPECT_EQ(ReadFile(), "TASK MAIN\n");
 
     // With a nameless embedding point the new stub goes after it.
     WriteFile("TASK MAIN\n; EmbeddPoint\n");
-    ASSERT_EQ(IntpOpenWrite(&handle, &one, &four), -1);
+    ASSERT_EQ(NewTable(1, 4), -1);
     Set(0, 0, "R");
     Set(0, 1, "A");
     Set(0, 2, "1");
@@ -206,14 +146,13 @@ TEST_P(SectionStubExports, WrittenStubReadsBackIntoTheRowsThatWroteIt)
     const SectionStub& kind = GetParam();
     WriteFile("MODULE M\n; EmbeddPoint\nBEGIN\n");
     for (int pass = 0; pass < 2; ++pass) {
-        uint16_t two = 2, five = 5;
-        ASSERT_EQ(IntpOpenWrite(&handle, &two, &five), -1);
+        ASSERT_EQ(NewTable(2, 5), -1);
         for (uint16_t row = 0; row < 2; ++row)
             for (uint16_t col = 0; col < 5; ++col)
                 if (*kind.rows[row][col])
                     Set(row, col, kind.rows[row][col]);
         ASSERT_EQ(kind.close(file.c_str(), &handle, "ST", err), -1);
-        EXPECT_EQ(std::string(err), Record("0"));
+        EXPECT_EQ(Error(), Record("0|||||"));
     }
     // The second write replaced the first where it stood.
     const std::string text = ReadFile();
@@ -228,7 +167,7 @@ TEST_P(SectionStubExports, WrittenStubReadsBackIntoTheRowsThatWroteIt)
     ASSERT_EQ(cols, 5);
     for (uint16_t row = 0; row < 2; ++row)
         for (uint16_t col = 0; col < 5; ++col)
-            EXPECT_EQ(Get(row, col), kind.readBack[row][col]) << row << "," << col;
+            EXPECT_EQ(Cell(row, col), kind.readBack[row][col]) << row << "," << col;
 }
 
 TEST_P(SectionStubExports, BareStoredTextIsReadAsASection)
@@ -239,7 +178,7 @@ TEST_P(SectionStubExports, BareStoredTextIsReadAsASection)
     WriteFile("; EmbeddedFileStart \"ST\"\n" + line + "; EmbeddedFileEnd \"ST\"\n");
     ASSERT_EQ(kind.open(file.c_str(), &handle, &rows, &cols, "ST", err), -1) << err;
     EXPECT_EQ(rows, 1);
-    EXPECT_EQ(Get(0, 4), "c");
+    EXPECT_EQ(Cell(0, 4), "c");
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, SectionStubExports, ::testing::ValuesIn(kSectionStubs),

@@ -1,44 +1,19 @@
 // The table interface exactly as a host sees it: only tolvik32.h and the library.
-#include <gtest/gtest.h>
-
 #include <cstring>
-#include <string>
 #include <thread>
-#include <vector>
 
-#include "tolvik32.h"
+#include "CapiSupport.h"
 
 namespace {
 
-std::vector<std::string> g_boxes;
-void RecordBox(const char* text, const char* caption, uint32_t style)
-{
-    g_boxes.push_back(std::string(text) + "|" + caption + "|" + std::to_string(style));
-}
+using namespace tolvik::test;
 
-class TableExports : public ::testing::Test {
+class TableExports : public HostTable {
 protected:
-    void SetUp() override
+    void Open(uint16_t rowCount, uint16_t columnCount)
     {
-        g_boxes.clear();
-        TolvikSetMessageHook(RecordBox);
-    }
-    void TearDown() override
-    {
-        if (handle)
-            IntpCloseRead(&handle);
-        TolvikSetMessageHook(nullptr);
-    }
-
-    void Open(uint16_t rows, uint16_t cols)
-    {
-        ASSERT_EQ(IntpOpenWrite(&handle, &rows, &cols), -1);
+        ASSERT_EQ(NewTable(rowCount, columnCount), -1);
         ASSERT_NE(handle, 0u);
-    }
-    int32_t Set(uint16_t row, uint16_t col, const char* text)
-    {
-        std::string copy = text;
-        return IntpSetAttrValue(&handle, &row, &col, copy.data());
     }
     // Result and text of one cell.
     std::pair<int32_t, std::string> Get(uint16_t row, uint16_t col)
@@ -52,7 +27,7 @@ protected:
         return {result, value};
     }
 
-    uint32_t handle = 0;
+    ShownBoxes boxes;
 };
 
 TEST_F(TableExports, IdentificationBytes)
@@ -71,14 +46,14 @@ TEST_F(TableExports, NewTableIsEmptyCellsReadAsDots)
 {
     Open(2, 3);
     EXPECT_EQ(Get(1, 2), std::make_pair(0, std::string("...")));
-    EXPECT_EQ(Set(1, 2, "Pump1"), -1);
+    EXPECT_EQ(Put(1, 2, "Pump1"), -1);
     EXPECT_EQ(Get(1, 2), std::make_pair(-1, std::string("Pump1")));
-    EXPECT_EQ(Set(1, 2,
+    EXPECT_EQ(Put(1, 2,
                   ".."
                   "."),
               -1);
     EXPECT_EQ(Get(1, 2), std::make_pair(0, std::string("...")));
-    EXPECT_EQ(Set(0, 0, ""), -1);  // the empty string is a value, not an empty cell
+    EXPECT_EQ(Put(0, 0, ""), -1);  // the empty string is a value, not an empty cell
     EXPECT_EQ(Get(0, 0), std::make_pair(-1, std::string("")));
 }
 
@@ -87,9 +62,9 @@ TEST_F(TableExports, DotsEmptyACellWhateverTheirCase)
     Open(1, 1);
     Set(0, 0, "x");
     // "..." has no letters, so only its exact form qualifies.
-    EXPECT_EQ(Set(0, 0, "...."), -1);
+    EXPECT_EQ(Put(0, 0, "...."), -1);
     EXPECT_EQ(Get(0, 0).second, "....");
-    EXPECT_EQ(Set(0, 0, "..."), -1);
+    EXPECT_EQ(Put(0, 0, "..."), -1);
     EXPECT_EQ(Get(0, 0).first, 0);
 }
 
@@ -105,7 +80,7 @@ TEST_P(TableBounds, GetAndSetCheckColumnThenIndex)
     const Bound b = GetParam();
     // A new cell reads as "..."; a refused get leaves the buffer alone.
     EXPECT_EQ(Get(b.row, b.col), std::make_pair(0, std::string(b.result ? "..." : "untouched")));
-    EXPECT_EQ(Set(b.row, b.col, "v"), b.result);
+    EXPECT_EQ(Put(b.row, b.col, "v"), b.result);
     EXPECT_EQ(Get(b.row, b.col).first, b.result);
 }
 
@@ -119,12 +94,12 @@ INSTANTIATE_TEST_SUITE_P(Cells, TableBounds,
 TEST_F(TableExports, SetOnRowPastEndAddsExactlyOneRowEvenWithBadColumn)
 {
     Open(2, 3);
-    EXPECT_EQ(Set(2, 3, "x"), 0);        // bad column, but row 2 now exists
+    EXPECT_EQ(Put(2, 3, "x"), 0);        // bad column, but row 2 now exists
     EXPECT_EQ(Get(2, 2).second, "...");  // and is empty
-    EXPECT_EQ(Set(2, 1, "y"), -1);       // row 2 is no longer past the end
+    EXPECT_EQ(Put(2, 1, "y"), -1);       // row 2 is no longer past the end
     EXPECT_EQ(Get(3, 0).first, 0);       // no row 3 was added
-    EXPECT_EQ(Set(4, 0, "z"), 0);        // two past the end: refused, nothing added
-    EXPECT_EQ(Set(3, 0, "w"), -1);
+    EXPECT_EQ(Put(4, 0, "z"), 0);        // two past the end: refused, nothing added
+    EXPECT_EQ(Put(3, 0, "w"), -1);
     EXPECT_EQ(Get(3, 0).second, "w");
 }
 
@@ -132,7 +107,7 @@ TEST_F(TableExports, EmptyTableRejectsEveryIndexButGrows)
 {
     Open(0, 2);
     EXPECT_EQ(Get(0, 0).first, 0);
-    EXPECT_EQ(Set(0, 1, "a"), -1);
+    EXPECT_EQ(Put(0, 1, "a"), -1);
     EXPECT_EQ(Get(0, 1).second, "a");
     uint32_t none = 0;
     uint16_t r = 0, c = 0;
@@ -141,25 +116,23 @@ TEST_F(TableExports, EmptyTableRejectsEveryIndexButGrows)
 
 TEST_F(TableExports, OverflowShowsOneBoxPerRefusedCellAndKeepsCounts)
 {
-    uint16_t rows = 10001, cols = 10;  // 100010 cells asked, 100000 fit
-    ASSERT_EQ(IntpOpenWrite(&handle, &rows, &cols), -1);
+    ASSERT_EQ(NewTable(10001, 10), -1);  // 100010 cells asked, 100000 fit
     ASSERT_NE(handle, 0u);
-    ASSERT_EQ(g_boxes.size(), 10u);
-    EXPECT_EQ(g_boxes[0],
+    ASSERT_EQ(boxes.List().size(), 10u);
+    EXPECT_EQ(boxes.List()[0],
               "Internal error in CAttributeList::AddAttribute. List overflow!|Tolvik32.DLL|16");
     EXPECT_EQ(Get(9999, 9).first, 0);  // the last cell that fit
-    EXPECT_EQ(Set(9999, 9, "end"), -1);
-    EXPECT_EQ(Set(10000, 0, "x"), 0);  // counted, but never stored
+    EXPECT_EQ(Put(9999, 9, "end"), -1);
+    EXPECT_EQ(Put(10000, 0, "x"), 0);  // counted, but never stored
     // The row just past the counted rows still grows the table, with boxes.
-    EXPECT_EQ(Set(10001, 0, "x"), 0);
-    EXPECT_EQ(g_boxes.size(), 20u);
+    EXPECT_EQ(Put(10001, 0, "x"), 0);
+    EXPECT_EQ(boxes.List().size(), 20u);
 }
 
 TEST_F(TableExports, ProductPastSignedRangeAsksForNoCells)
 {
-    uint16_t rows = 65535, cols = 65535;
-    ASSERT_EQ(IntpOpenWrite(&handle, &rows, &cols), -1);
-    EXPECT_TRUE(g_boxes.empty());
+    ASSERT_EQ(NewTable(65535, 65535), -1);
+    EXPECT_TRUE(boxes.List().empty());
     EXPECT_EQ(Get(0, 0).first, 0);
 }
 

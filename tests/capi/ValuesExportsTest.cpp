@@ -1,64 +1,16 @@
 // BPAC value files through the C interface, as a host uses them.
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
-#include <random>
-#include <sstream>
-#include <string>
-
-#include "tolvik32.h"
+#include "CapiSupport.h"
 
 namespace {
 
-const std::string kSub(1, '\x1a');
+using namespace tolvik::test;
 
-class ValuesExports : public ::testing::Test {
+class ValuesExports : public HostTable {
 protected:
-    void SetUp() override
-    {
-        std::random_device random;
-        dir_ = std::filesystem::temp_directory_path() /
-               ("tolvik-values-" + std::to_string(random()) + std::to_string(random()));
-        std::filesystem::create_directories(dir_);
-        file_ = (dir_ / "PUMP.BPE").string();
-    }
-    void TearDown() override
-    {
-        if (handle)
-            IntpCloseRead(&handle);
-        std::error_code ignored;
-        std::filesystem::remove_all(dir_, ignored);
-    }
+    void WriteFile(const std::string& content) { folder.Write("PUMP.BPE", content); }
+    std::string ReadFile() const { return folder.Read("PUMP.BPE"); }
 
-    void WriteFile(const std::string& content)
-    {
-        std::ofstream out(file_, std::ios::binary);
-        out << content;
-    }
-    std::string ReadFile() const
-    {
-        std::ifstream in(file_, std::ios::binary);
-        std::ostringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
-    std::pair<int32_t, std::string> Get(uint16_t row, uint16_t col)
-    {
-        char value[256] = "";
-        uint16_t length = 0;
-        const int32_t result = IntpGetAttrValue(&handle, &row, &col, value, &length);
-        return {result, value};
-    }
-    int32_t Set(uint16_t row, uint16_t col, std::string value)
-    {
-        return IntpSetAttrValue(&handle, &row, &col, value.data());
-    }
-
-    std::filesystem::path dir_;
-    std::string file_;
-    uint32_t handle = 0;
-    char err[2100] = "";
+    const std::string file_ = folder.Path("PUMP.BPE");
 };
 
 TEST_F(ValuesExports, ReadEditAndUpdateKeepsTheLinesAroundTheBlock)
@@ -66,25 +18,23 @@ TEST_F(ValuesExports, ReadEditAndUpdateKeepsTheLinesAroundTheBlock)
     WriteFile(
         "; pump\n{ Values\n( No :L Speed :X Limit ) ; rated\n  #1    1200   300 ; first\n}\n"
         "; after\n");
-    uint16_t rows = 0;
-    uint16_t cols = 0;
     ASSERT_EQ(IntpOpenReadBPACValues(file_.c_str(), &handle, &rows, &cols, err), -1);
-    EXPECT_EQ(std::string(err), "0" + kSub + kSub + kSub + kSub + kSub);
+    EXPECT_EQ(Error(), Record("0|||||"));
     ASSERT_NE(handle, 0u);
     EXPECT_EQ(rows, 3);
     EXPECT_EQ(cols, 4);
-    EXPECT_EQ(Get(0, 1), std::make_pair(-1, std::string("L")));
-    EXPECT_EQ(Get(1, 2), std::make_pair(-1, std::string("Limit")));
-    EXPECT_EQ(Get(1, 3), std::make_pair(-1, std::string("rated")));
-    EXPECT_EQ(Get(2, 0), std::make_pair(-1, std::string("1")));
-    EXPECT_EQ(Get(2, 1), std::make_pair(-1, std::string("1200")));
-    EXPECT_EQ(Get(2, 3), std::make_pair(-1, std::string("first")));
+    EXPECT_EQ(Lookup(0, 1), std::make_pair(-1, std::string("L")));
+    EXPECT_EQ(Lookup(1, 2), std::make_pair(-1, std::string("Limit")));
+    EXPECT_EQ(Lookup(1, 3), std::make_pair(-1, std::string("rated")));
+    EXPECT_EQ(Lookup(2, 0), std::make_pair(-1, std::string("1")));
+    EXPECT_EQ(Lookup(2, 1), std::make_pair(-1, std::string("1200")));
+    EXPECT_EQ(Lookup(2, 3), std::make_pair(-1, std::string("first")));
 
-    EXPECT_EQ(Set(2, 2, "350"), -1);
-    EXPECT_EQ(Set(3, 0, "2"), -1);  // a new row
-    EXPECT_EQ(Set(3, 1, "900"), -1);
+    Set(2, 2, "350");
+    Set(3, 0, "2");  // a new row
+    Set(3, 1, "900");
     ASSERT_EQ(IntpCloseUpdateBPACValues(file_.c_str(), &handle, err), -1);
-    EXPECT_EQ(std::string(err), "0" + kSub + kSub + kSub + kSub + kSub);
+    EXPECT_EQ(Error(), Record("0|||||"));
     EXPECT_EQ(handle, 0u);
     EXPECT_EQ(ReadFile(),
               "; pump\n{ Values \n\n( No     :L Speed:X Limit) ; rated\n\n"
@@ -92,41 +42,36 @@ TEST_F(ValuesExports, ReadEditAndUpdateKeepsTheLinesAroundTheBlock)
 
     ASSERT_EQ(IntpOpenReadBPACValues(file_.c_str(), &handle, &rows, &cols, err), -1);
     EXPECT_EQ(rows, 4);
-    EXPECT_EQ(Get(3, 1), std::make_pair(-1, std::string("900")));
-    EXPECT_EQ(Get(3, 2), std::make_pair(0, std::string("...")));
+    EXPECT_EQ(Lookup(3, 1), std::make_pair(-1, std::string("900")));
+    EXPECT_EQ(Lookup(3, 2), std::make_pair(0, std::string("...")));
 }
 
 TEST_F(ValuesExports, NewTableFillsAnEmptyBlock)
 {
     WriteFile("{ Values\n}\n");
-    uint16_t rows = 3;
-    uint16_t cols = 3;
-    ASSERT_EQ(IntpOpenWrite(&handle, &rows, &cols), -1);
+    ASSERT_EQ(NewTable(3, 3), -1);
     for (uint16_t row = 0; row < 2; ++row)
-        EXPECT_EQ(Set(row, 0, "No"), -1);
-    EXPECT_EQ(Set(0, 1, "R"), -1);
-    EXPECT_EQ(Set(1, 1, "Gain"), -1);
-    EXPECT_EQ(Set(2, 0, "7"), -1);
-    EXPECT_EQ(Set(2, 1, "0.25"), -1);
+        Set(row, 0, "No");
+    Set(0, 1, "R");
+    Set(1, 1, "Gain");
+    Set(2, 0, "7");
+    Set(2, 1, "0.25");
     ASSERT_EQ(IntpCloseUpdateBPACValues(file_.c_str(), &handle, err), -1);
     EXPECT_EQ(ReadFile(), "{ Values \n\n( No     :R Gain) \n\n  #7        0.25\n\n}\n");
 }
 
 TEST_F(ValuesExports, MissingFileAndBadHeaderAreReported)
 {
-    uint16_t rows = 9;
-    uint16_t cols = 9;
-    const std::string missing = (dir_ / "NONE.BPE").string();
+    const std::string missing = folder.Path("NONE.BPE");
     EXPECT_EQ(IntpOpenReadBPACValues(missing.c_str(), &handle, &rows, &cols, err), 0);
-    EXPECT_EQ(std::string(err), "4" + kSub + missing + kSub + kSub + kSub + kSub);
+    EXPECT_EQ(Error(), Record("4|" + missing + "||||"));
     EXPECT_EQ(handle, 0u);
     EXPECT_EQ(rows, 0);
     EXPECT_EQ(cols, 0);
 
     WriteFile("{ Values\n( No :L A :Q B )\n}\n");
     EXPECT_EQ(IntpOpenReadBPACValues(file_.c_str(), &handle, &rows, &cols, err), 0);
-    EXPECT_EQ(std::string(err), "2" + kSub + file_ + kSub + "L, X, I, R " + kSub + "Q" + kSub +
-                                    "2" + kSub + kSub + kSub + kSub + kSub);
+    EXPECT_EQ(Error(), Record("2|" + file_ + "|L, X, I, R |Q|2|||||"));
     EXPECT_EQ(handle, 0u);
 }
 
@@ -135,14 +80,11 @@ TEST_F(ValuesExports, UpdateWithoutHandleOrBlockLeavesTheFile)
     const std::string content = "; no values here\n";
     WriteFile(content);
     EXPECT_EQ(IntpCloseUpdateBPACValues(file_.c_str(), &handle, err), -1);
-    EXPECT_EQ(std::string(err), "0" + kSub + kSub + kSub + kSub + kSub);
+    EXPECT_EQ(Error(), Record("0|||||"));
 
-    uint16_t rows = 3;
-    uint16_t cols = 3;
-    ASSERT_EQ(IntpOpenWrite(&handle, &rows, &cols), -1);
+    ASSERT_EQ(NewTable(3, 3), -1);
     EXPECT_EQ(IntpCloseUpdateBPACValues(file_.c_str(), &handle, err), 0);
-    EXPECT_EQ(std::string(err), "2" + kSub + file_ + kSub + "{ Values" + kSub + kSub + "2" + kSub +
-                                    kSub + kSub + kSub + kSub);
+    EXPECT_EQ(Error(), Record("2|" + file_ + "|{ Values||2|||||"));
     EXPECT_EQ(handle, 0u);
     EXPECT_EQ(ReadFile(), content);
 }

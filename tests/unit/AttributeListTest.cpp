@@ -5,30 +5,15 @@
 #include <string>
 #include <vector>
 
-#include "textfile/Platform.h"
+#include "TestSupport.h"
 
 using tolvik::CAttributeList;
 
 namespace {
 
-struct Box {
-    std::string text, caption;
-    std::uint32_t style;
-};
-std::vector<Box> g_boxes;
-void RecordBox(const char* text, const char* caption, std::uint32_t style)
-{
-    g_boxes.push_back({text, caption, style});
-}
-
 class AttributeList : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        g_boxes.clear();
-        tolvik::SetMessageHook(RecordBox);
-    }
-    void TearDown() override { tolvik::SetMessageHook(nullptr); }
+    tolvik::test::ShownBoxes boxes;
 
     // A rows x columns table whose cells read "r,c".
     static CAttributeList Grid(std::uint32_t rows, std::uint32_t columns)
@@ -49,10 +34,9 @@ TEST_F(AttributeList, RefusesPastCapacityWithOneBoxPerCell)
     list.AddAttributes(5, "x");
     EXPECT_EQ(list.Count(), 3u);
     EXPECT_EQ(list.AddAttribute("y"), 0u);
-    ASSERT_EQ(g_boxes.size(), 3u);
-    EXPECT_EQ(g_boxes[0].text, "Internal error in CAttributeList::AddAttribute. List overflow!");
-    EXPECT_EQ(g_boxes[0].caption, "Tolvik32.DLL");
-    EXPECT_EQ(g_boxes[0].style, 0x10u);
+    ASSERT_EQ(boxes.List().size(), 3u);
+    EXPECT_EQ(boxes.List()[0],
+              "Internal error in CAttributeList::AddAttribute. List overflow!|Tolvik32.DLL|16");
     EXPECT_EQ(list.Count(), 3u);
 }
 
@@ -74,7 +58,7 @@ TEST_F(AttributeList, AddListStopsAtFirstRefusal)
     EXPECT_EQ(*roomy.GetAttribute(3, -1), "1,1");
     EXPECT_EQ(tight.AddList(source), 0u);
     EXPECT_EQ(tight.Count(), 3u);
-    EXPECT_EQ(g_boxes.size(), 1u);
+    EXPECT_EQ(boxes.List().size(), 1u);
     EXPECT_EQ(empty.AddList(CAttributeList(5)), 1u);
 }
 
@@ -137,7 +121,7 @@ TEST_F(AttributeList, AddTextFillsTwoBlocksBelow32000)
     EXPECT_EQ(list.AddText(std::string(31989, 'c')), 1u);
     EXPECT_EQ(list.AddText("d"), 0u);
     EXPECT_EQ(list.SecondText().size(), 31999u);
-    EXPECT_TRUE(g_boxes.empty());
+    EXPECT_TRUE(boxes.List().empty());
 }
 
 }  // namespace

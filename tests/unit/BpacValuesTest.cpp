@@ -9,7 +9,7 @@
 #include "TestSupport.h"
 
 using namespace tolvik;
-using tolvik::test::TempDir;
+using namespace tolvik::test;
 
 namespace {
 
@@ -28,28 +28,14 @@ namespace {
 const std::filesystem::path kCases = std::filesystem::path(TOLVIK_TEST_DATA) / "bpac";
 constexpr char kFileName[] = "values.bpe";
 
-std::string ReadFile(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 // With `noEmptyText`, an empty text and an empty cell look the same: a value
 // line tells them apart only by the words it holds.
 std::string Dump(const CAttributeList& list, bool noEmptyText = false)
 {
-    std::string text;
-    for (std::uint32_t r = 0; r < list.rows; ++r) {
-        for (std::uint32_t c = 0; c < list.columns; ++c) {
-            const std::string& cell = *list.GetAttribute(static_cast<int>(r), static_cast<int>(c));
-            const bool empty = cell == kEmptyCell || (noEmptyText && cell.empty());
-            text += (c ? "|" : "") + (empty ? std::string("...") : cell);
-        }
-        text += '\n';
-    }
-    return text;
+    return DumpTable(&list, [noEmptyText](const std::string* cell) {
+        const bool empty = *cell == kEmptyCell || (noEmptyText && cell->empty());
+        return empty ? std::string("...") : *cell;
+    });
 }
 
 std::unique_ptr<CAttributeList> ParseTable(const std::string& text)
@@ -73,14 +59,6 @@ std::unique_ptr<CAttributeList> ParseTable(const std::string& text)
     return list;
 }
 
-std::string ShowMessage(std::string message)
-{
-    std::string shown;
-    for (char c : message)
-        shown += c == '\x1a' ? "|" : c == '\n' ? "\\n" : std::string(1, c);
-    return shown;
-}
-
 struct Outcome {
     bool ok;
     std::string message;
@@ -94,16 +72,6 @@ Outcome RunParser(const std::string& file, int mode, std::unique_ptr<CAttributeL
     return outcome;
 }
 
-std::vector<std::string> CaseNames()
-{
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(kCases))
-        if (entry.path().extension() == ".in")
-            names.push_back(entry.path().stem().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
 class BpacGolden : public ::testing::TestWithParam<std::string> {
 protected:
     std::filesystem::path CaseFile(const char* extension) const
@@ -115,7 +83,7 @@ protected:
 TEST_P(BpacGolden, ReadUpdateAndReadBack)
 {
     TempDir dir;
-    const std::string input = ReadFile(CaseFile(".in"));
+    const std::string input = ReadBytes(CaseFile(".in"));
     dir.Write(kFileName, input);
     const bool hasTable = std::filesystem::exists(CaseFile(".table"));
     const bool hasError = std::filesystem::exists(CaseFile(".error"));
@@ -125,32 +93,32 @@ TEST_P(BpacGolden, ReadUpdateAndReadBack)
     std::unique_ptr<CAttributeList> table;
     const Outcome read = RunParser(kFileName, kRead, table);
     if (hasTable) {
-        ASSERT_TRUE(read.ok) << ShowMessage(read.message);
-        EXPECT_EQ(Dump(*table), ReadFile(CaseFile(".table")));
+        ASSERT_TRUE(read.ok) << Shown(read.message);
+        EXPECT_EQ(Dump(*table), ReadBytes(CaseFile(".table")));
     } else {
         EXPECT_FALSE(read.ok);
         EXPECT_EQ(table, nullptr);
-        EXPECT_EQ(ShowMessage(read.message), ReadFile(CaseFile(".error")));
+        EXPECT_EQ(Shown(read.message), ReadBytes(CaseFile(".error")));
     }
     if (!hasOut)
         return;
 
     const bool givenCells = std::filesystem::exists(CaseFile(".cells"));
     std::unique_ptr<CAttributeList> update =
-        givenCells ? ParseTable(ReadFile(CaseFile(".cells"))) : std::move(table);
+        givenCells ? ParseTable(ReadBytes(CaseFile(".cells"))) : std::move(table);
     ASSERT_NE(update, nullptr);
     const std::string expectedTable = Dump(*update, true);
     const Outcome written = RunParser(kFileName, kUpdate, update);
-    ASSERT_TRUE(written.ok) << ShowMessage(written.message);
+    ASSERT_TRUE(written.ok) << Shown(written.message);
     const std::string output = dir.Read(kFileName);
-    EXPECT_EQ(output, ReadFile(CaseFile(".out")));
+    EXPECT_EQ(output, ReadBytes(CaseFile(".out")));
     EXPECT_EQ(dir.Read("values.BAK"), input);
 
     // What was written reads back, and writing it again changes nothing.
     std::unique_ptr<CAttributeList> again;
     ASSERT_TRUE(RunParser(kFileName, kRead, again).ok);
     if (std::filesystem::exists(CaseFile(".readback"))) {
-        EXPECT_EQ(Dump(*again), ReadFile(CaseFile(".readback")));
+        EXPECT_EQ(Dump(*again), ReadBytes(CaseFile(".readback")));
     } else {
         EXPECT_EQ(Dump(*again, true), expectedTable);
     }
@@ -158,12 +126,8 @@ TEST_P(BpacGolden, ReadUpdateAndReadBack)
     EXPECT_EQ(dir.Read(kFileName), output);
 }
 
-INSTANTIATE_TEST_SUITE_P(Cases, BpacGolden, ::testing::ValuesIn(CaseNames()),
-                         [](const ::testing::TestParamInfo<std::string>& info) {
-                             std::string name = info.param;
-                             std::replace(name.begin(), name.end(), '-', '_');
-                             return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Cases, BpacGolden, ::testing::ValuesIn(CaseNames("bpac", ".in")),
+                         CaseTestName);
 
 }  // namespace
 
@@ -177,7 +141,7 @@ std::unique_ptr<CAttributeList> ReadTable(TempDir& dir, const std::string& conte
     std::unique_ptr<CAttributeList> table;
     const Outcome outcome = RunParser(kFileName, kRead, table);
     if (message)
-        *message = ShowMessage(outcome.message);
+        *message = Shown(outcome.message);
     return table;
 }
 

@@ -14,17 +14,9 @@
 #include "tolvik32.h"
 
 using namespace tolvik;
-using tolvik::test::TempDir;
+using namespace tolvik::test;
 
 namespace {
-
-std::string ReadBytes(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 TEST(DeclarationKey, FoldsBlanksIgnoresCaseAndStopsAtEquals)
 {
@@ -84,35 +76,14 @@ TEST(DeclarationParser, TextThatDoesNotParseGivesNoTable)
     EXPECT_FALSE(Parse("{ VAR X = " + std::string(1100, '1') + "\n}", message));
 }
 
-struct GoldenCase {
-    std::string name;
-    std::filesystem::path dir;
-};
-void PrintTo(const GoldenCase& golden, std::ostream* out)
-{
-    *out << golden.name;
-}
-
-std::vector<GoldenCase> GoldenCases()
-{
-    std::vector<GoldenCase> cases;
-    const std::filesystem::path root = std::filesystem::path(TOLVIK_TEST_DATA) / "decl";
-    for (const auto& entry : std::filesystem::directory_iterator(root))
-        if (entry.is_directory())
-            cases.push_back({entry.path().filename().string(), entry.path()});
-    std::sort(cases.begin(), cases.end(),
-              [](const GoldenCase& a, const GoldenCase& b) { return a.name < b.name; });
-    return cases;
-}
-
-class DeclarationGolden : public ::testing::TestWithParam<GoldenCase> {};
+class DeclarationGolden : public ::testing::TestWithParam<std::string> {};
 
 // request.txt: "insert" or "remove", the keyword, the declaration ("\n" in it
 // stands for a line end). expected.src is the file afterwards; expected.err the
 // error record ("|" for the separator byte), the file then staying as it was.
 TEST_P(DeclarationGolden, RewritesFileOrReportsError)
 {
-    const std::filesystem::path dir = GetParam().dir;
+    const fs::path dir = fs::path(TOLVIK_TEST_DATA) / "decl" / GetParam();
     std::istringstream request(ReadBytes(dir / "request.txt"));
     std::string action, keyword, declaration;
     std::getline(request, action);
@@ -135,19 +106,15 @@ TEST_P(DeclarationGolden, RewritesFileOrReportsError)
         EXPECT_EQ(temp.Read("PROG.SRC"), ReadBytes(dir / "expected.src"));
         EXPECT_EQ(temp.Read("PROG.BAK"), input);
     } else {
-        std::string expected = ReadBytes(dir / "expected.err");
-        for (char& c : expected)
-            if (c == '|')
-                c = '\x1a';
         EXPECT_EQ(result, 0);
-        EXPECT_EQ(std::string(err), expected);
+        EXPECT_EQ(std::string(err), Record(ReadBytes(dir / "expected.err")));
         EXPECT_EQ(temp.Read("PROG.SRC"), input);
         EXPECT_EQ(temp.Files(), std::vector<std::string>{"PROG.SRC"});  // no backup, no temp file
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, DeclarationGolden, ::testing::ValuesIn(GoldenCases()),
-                         [](const auto& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Files, DeclarationGolden, ::testing::ValuesIn(CaseNames("decl")),
+                         CaseTestName);
 
 TEST(DeclarationUpdate, OverLongLineInBlockIsNeverCutApart)
 {

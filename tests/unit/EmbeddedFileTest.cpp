@@ -14,23 +14,10 @@
 namespace tolvik::test {
 namespace {
 
-std::string ReadData(const std::string& name)
-{
-    std::ifstream in(std::string(TOLVIK_TEST_DATA) + "/embedded/" + name, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 // The message with the file name as "FILE" and each separator as "|".
-std::string Readable(std::string message, const std::string& file)
+std::string Readable(const std::string& message, const std::string& file)
 {
-    if (message.compare(0, file.size(), file) == 0)
-        message.replace(0, file.size(), "FILE");
-    for (char& c : message)
-        if (c == '\x1a')
-            c = '|';
-    return message;
+    return Visible(FileAsFILE(message, file));
 }
 
 enum class Op { kRead, kInsert, kReplace, kRemove };
@@ -50,8 +37,8 @@ TEST_P(EmbeddedGolden, GivesTheExpectedTextOrFile)
 {
     const GoldenCase& c = GetParam();
     TempDir dir;
-    const std::string source = ReadData(std::string(c.name) + ".src");
-    const std::string expected = ReadData(std::string(c.name) + ".expected");
+    const std::string source = TestData("embedded/" + std::string(c.name) + ".src");
+    const std::string expected = TestData("embedded/" + std::string(c.name) + ".expected");
     const std::string file = dir.Write("task.tse", source);
 
     HandlerOutcome outcome;

@@ -25,19 +25,11 @@
 #include "tolvik32.h"
 
 using namespace tolvik;
-using tolvik::test::TempDir;
+using namespace tolvik::test;
 
 namespace {
 
 const std::filesystem::path kCaseDir = std::filesystem::path(TOLVIK_TEST_DATA) / "mdl";
-
-std::string ReadBytes(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
 
 std::string Unescape(std::string_view text)
 {
@@ -111,20 +103,9 @@ std::unique_ptr<CAttributeList> LoadTable(const std::filesystem::path& path)
 // A table as the lines of a table file.
 std::string Dump(const CAttributeList* list)
 {
-    if (!list)
-        return "<no table>";
-    std::string text;
-    for (std::uint32_t row = 0; row < list->rows; ++row) {
-        for (std::uint32_t column = 0; column < list->columns; ++column) {
-            if (column)
-                text += '|';
-            const std::string* cell =
-                list->GetAttribute(static_cast<int>(row), static_cast<int>(column));
-            text += !cell ? "<missing>" : *cell == kEmptyCell ? "..." : Escape(*cell);
-        }
-        text += '\n';
-    }
-    return text;
+    return DumpTable(list, [](const std::string* cell) {
+        return !cell ? "<missing>" : *cell == kEmptyCell ? "..." : Escape(*cell);
+    });
 }
 
 struct RunResult {
@@ -162,25 +143,6 @@ class MdlReadCase : public MdlCase {};
 class MdlUpdateCase : public MdlCase {};
 class MdlWriteCase : public MdlCase {};
 class MdlFailureCase : public MdlCase {};
-
-// The cases that have a part `extension`.
-std::vector<std::string> CaseNames(const std::string& extension)
-{
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(kCaseDir))
-        if (entry.path().extension() == extension)
-            names.push_back(entry.path().stem().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-std::string TestName(const ::testing::TestParamInfo<std::string>& info)
-{
-    std::string name;
-    for (char c : info.param)
-        name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-    return name;
-}
 
 TEST_P(MdlReadCase, ReadGivesTheTable)
 {
@@ -289,11 +251,14 @@ TEST_P(MdlFailureCase, FailureRecordNamesWhatWasExpected)
     EXPECT_EQ(dir.Files(), std::vector<std::string>{"MODEL.MDL"});
 }
 
-INSTANTIATE_TEST_SUITE_P(Golden, MdlReadCase, ::testing::ValuesIn(CaseNames(".rows")), TestName);
-INSTANTIATE_TEST_SUITE_P(Golden, MdlUpdateCase, ::testing::ValuesIn(CaseNames(".out")), TestName);
-INSTANTIATE_TEST_SUITE_P(Golden, MdlWriteCase, ::testing::ValuesIn(CaseNames(".written")),
-                         TestName);
-INSTANTIATE_TEST_SUITE_P(Golden, MdlFailureCase, ::testing::ValuesIn(CaseNames(".err")), TestName);
+INSTANTIATE_TEST_SUITE_P(Golden, MdlReadCase, ::testing::ValuesIn(CaseNames("mdl", ".rows")),
+                         CaseTestName);
+INSTANTIATE_TEST_SUITE_P(Golden, MdlUpdateCase, ::testing::ValuesIn(CaseNames("mdl", ".out")),
+                         CaseTestName);
+INSTANTIATE_TEST_SUITE_P(Golden, MdlWriteCase, ::testing::ValuesIn(CaseNames("mdl", ".written")),
+                         CaseTestName);
+INSTANTIATE_TEST_SUITE_P(Golden, MdlFailureCase, ::testing::ValuesIn(CaseNames("mdl", ".err")),
+                         CaseTestName);
 
 TEST(MdlNames, KindAndDefaultExtensionFollowTheSection)
 {
@@ -337,12 +302,6 @@ TEST(MdlNames, SectionOfEveryKind)
         EXPECT_EQ(CMdlFileParser::SectionOfKind(kind), expected[kind]) << kind;
 }
 
-int g_boxes = 0;
-void CountBox(const char*, const char*, uint32_t)
-{
-    ++g_boxes;
-}
-
 TEST(MdlFile, ModelBeyondTheTableCapacityKeepsTheFirst25000Entries)
 {
     TempDir dir;
@@ -351,14 +310,12 @@ TEST(MdlFile, ModelBeyondTheTableCapacityKeepsTheFirst25000Entries)
         text += "M" + std::to_string(i) + "\n";
     text += "}\n";
     const std::string file = dir.Write("BIG.MDL", text);
-    g_boxes = 0;
-    TolvikSetMessageHook(CountBox);
+    ShownBoxes boxes;
     RunResult read = RunParser(file, kRead);
-    TolvikSetMessageHook(nullptr);
     ASSERT_TRUE(read.ok);
     EXPECT_EQ(read.list->rows, 25000u);
     EXPECT_EQ(*read.list->GetAttribute(24999, 0), "M24999.tse");
-    EXPECT_EQ(g_boxes, 4);  // one for each cell of the refused row
+    EXPECT_EQ(boxes.List().size(), 4u);  // one for each cell of the refused row
 }
 
 TEST(MdlFile, NarrowTableMatchesByNameAndKeepsTheRest)

@@ -13,17 +13,11 @@
 #include "textfile/Platform.h"
 
 using namespace tolvik;
-using tolvik::test::TempDir;
+using namespace tolvik::test;
 
 namespace {
 
 constexpr long kListing = kProfileListing;
-
-int g_boxes = 0;
-void CountBox(const char*, const char*, std::uint32_t)
-{
-    ++g_boxes;
-}
 
 // Cells as the golden files spell them: "..." for an empty cell, "\r", "\n",
 // "\b" (deletion mark), "\|" and "\\" escaped, rows one per line, cells split
@@ -79,16 +73,7 @@ std::vector<std::string> SplitRow(const std::string& line)
 
 std::string Dump(const CAttributeList& list)
 {
-    std::string out;
-    for (std::uint32_t row = 0; row < list.rows; ++row) {
-        for (std::uint32_t column = 0; column < list.columns; ++column) {
-            if (column)
-                out += '|';
-            out += EscapeCell(*list.GetAttribute(static_cast<int>(row), static_cast<int>(column)));
-        }
-        out += '\n';
-    }
-    return out;
+    return DumpTable(&list, [](const std::string* cell) { return EscapeCell(*cell); });
 }
 
 std::unique_ptr<CAttributeList> TableFrom(const std::string& text)
@@ -106,14 +91,6 @@ std::unique_ptr<CAttributeList> TableFrom(const std::string& text)
         ++list->rows;
     }
     return list;
-}
-
-std::string ReadWhole(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 struct ReadOutcome {
@@ -151,25 +128,7 @@ bool WriteProfile(const std::string& file, long flags, std::unique_ptr<CAttribut
 // and line ends as "\\n".
 std::string ShowMessage(const std::string& message, const std::string& file)
 {
-    std::string shown = message;
-    if (shown.compare(0, file.size(), file) == 0)
-        shown.replace(0, file.size(), "FILE");
-    std::string out;
-    for (char c : shown)
-        out += c == '\x1a' ? std::string("|") : c == '\n' ? std::string("\\n") : std::string(1, c);
-    return out;
-}
-
-std::vector<std::string> CaseNames(const char* group)
-{
-    std::vector<std::string> names;
-    const auto root = std::filesystem::path(TOLVIK_TEST_DATA) / "profile" / group;
-    if (std::filesystem::exists(root))
-        for (const auto& entry : std::filesystem::directory_iterator(root))
-            if (entry.is_directory())
-                names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
+    return Shown(FileAsFILE(message, file));
 }
 
 std::filesystem::path CaseDir(const char* group, const std::string& name)
@@ -179,7 +138,7 @@ std::filesystem::path CaseDir(const char* group, const std::string& name)
 
 long CaseFlags(const std::filesystem::path& dir)
 {
-    return NumberInBuffer(ReadWhole(dir / "flags").c_str());
+    return NumberInBuffer(ReadBytes(dir / "flags").c_str());
 }
 
 // Golden read cases: input.ini, flags, an optional request table, and the
@@ -190,10 +149,10 @@ TEST_P(ProfileReadCase, GivesTheExpectedTableOrMessage)
 {
     const auto dir = CaseDir("read", GetParam());
     TempDir temp;
-    const std::string file = temp.Write("case.ini", ReadWhole(dir / "input.ini"));
+    const std::string file = temp.Write("case.ini", ReadBytes(dir / "input.ini"));
     std::unique_ptr<CAttributeList> request;
     if (std::filesystem::exists(dir / "request"))
-        request = TableFrom(ReadWhole(dir / "request"));
+        request = TableFrom(ReadBytes(dir / "request"));
     ReadOutcome outcome = ReadProfile(file, CaseFlags(dir), std::move(request));
 
     std::string actual;
@@ -203,11 +162,11 @@ TEST_P(ProfileReadCase, GivesTheExpectedTableOrMessage)
         EXPECT_EQ(outcome.table, nullptr);
         actual = "error " + ShowMessage(outcome.message, file) + "\n";
     }
-    EXPECT_EQ(actual, ReadWhole(dir / "expected"));
+    EXPECT_EQ(actual, ReadBytes(dir / "expected"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Golden, ProfileReadCase, ::testing::ValuesIn(CaseNames("read")),
-                         [](const auto& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Golden, ProfileReadCase, ::testing::ValuesIn(CaseNames("profile/read")),
+                         CaseTestName);
 
 // Golden write cases: the file before (input.ini), flags, the table written,
 // and the file after (expected.ini). Reading the result must give back what
@@ -218,22 +177,22 @@ TEST_P(ProfileWriteCase, GivesTheExpectedFile)
 {
     const auto dir = CaseDir("write", GetParam());
     TempDir temp;
-    const std::string file = temp.Write("case.ini", ReadWhole(dir / "input.ini"));
+    const std::string file = temp.Write("case.ini", ReadBytes(dir / "input.ini"));
     const long flags = CaseFlags(dir);
     std::string message;
-    ASSERT_TRUE(WriteProfile(file, flags, TableFrom(ReadWhole(dir / "table")), &message))
+    ASSERT_TRUE(WriteProfile(file, flags, TableFrom(ReadBytes(dir / "table")), &message))
         << ShowMessage(message, file);
-    EXPECT_EQ(temp.Read("case.ini"), ReadWhole(dir / "expected.ini"));
+    EXPECT_EQ(temp.Read("case.ini"), ReadBytes(dir / "expected.ini"));
     EXPECT_EQ(temp.Files(), std::vector<std::string>({"case.BAK", "case.ini"}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Golden, ProfileWriteCase, ::testing::ValuesIn(CaseNames("write")),
-                         [](const auto& info) { return info.param; });
+INSTANTIATE_TEST_SUITE_P(Golden, ProfileWriteCase, ::testing::ValuesIn(CaseNames("profile/write")),
+                         CaseTestName);
 
 TEST(ProfileGolden, CasesArePresent)
 {
-    EXPECT_GE(CaseNames("read").size(), 10u);
-    EXPECT_GE(CaseNames("write").size(), 4u);
+    EXPECT_GE(CaseNames("profile/read").size(), 10u);
+    EXPECT_GE(CaseNames("profile/write").size(), 4u);
 }
 
 struct WildcardCase {
@@ -354,83 +313,82 @@ TEST(ProfileRoundTrip, GeneratedFilesReadBackAfterWriting)
     EXPECT_GT(readable, 50);
 }
 
-TEST(ProfileWrite, NewFileGetsTheTableInItsPlainLayout)
+// A table written into an empty file, and the file read back with the same
+// flags (a selection with `request`).
+struct NewFileCase {
+    const char* name;
+    long flags;
+    const char* table;
+    const char* file;
+    const char* request;
+    const char* readBack;  // nullptr: not read back
+};
+
+class ProfileWriteNewFile : public ::testing::TestWithParam<NewFileCase> {};
+
+TEST_P(ProfileWriteNewFile, GetsTheTableAndReadsItBack)
 {
+    const NewFileCase& c = GetParam();
     TempDir temp;
     const std::string file = temp.Write("new.ini", "");
-    auto table = TableFrom(
-        "S|First|...|top\n"
-        "P|Name|Pump|...\n"
-        "P|Lines|one\\r\\ntwo|two\\r\\nlines\\n\n"
-        "S|Second|...|...\n"
-        "P|Empty||...\n"
-        "P|NoValue|...|...\n"
-        "P|...|nameless|...\n"
-        "X|Ignored|row|...\n"
-        "S|...|...|...\n"
-        "P|InNameless|1|...\n");
-    ASSERT_TRUE(WriteProfile(file, kListing, std::move(table)));
-    EXPECT_EQ(temp.Read("new.ini"),
-              "[First] ; top\n"
-              "Name = \"Pump\"\n"
-              "Lines = [\none\ntwo\n] ; two  lines\n"
-              "\n"
-              "[Second]\n"
-              "Empty = \"\"\n"
-              "NoValue = \"\"\n");
-
-    ReadOutcome back = ReadProfile(file, kListing);
-    ASSERT_TRUE(back.ok);
-    EXPECT_EQ(Dump(*back.table),
-              "S|First|...|top\n"
-              "P|Name|Pump|...\n"
-              "P|Lines|one\\r\\ntwo\\r\\n|two  lines\n"
-              "S|Second|...|...\n"
-              "P|Empty||...\n"
-              "P|NoValue||...\n");
-}
-
-TEST(ProfileWrite, SelectionSplitsJoinedValuesIntoRepeatedLines)
-{
-    TempDir temp;
-    const std::string file = temp.Write("new.ini", "");
-    auto table = TableFrom(
-        "...|Path|Mode|Gone\n"
-        "Dirs|a\\r\\nb\\r\\n\\r\\nc|...|\\b\n"
-        "...|nameless|...|...\n"
-        "More|\\r\\n|x|...\n");
-    ASSERT_TRUE(WriteProfile(file, 0, std::move(table)));
-    EXPECT_EQ(temp.Read("new.ini"),
-              "[Dirs]\nPath = \"a\"\nPath = \"b\"\nPath = \"c\"\n"
-              "[More]\nPath = [\n\n]\nMode = \"x\"\n");
-    ReadOutcome back = ReadProfile(file, 0, TableFrom("...|path|mode\n*\n"));
-    ASSERT_TRUE(back.ok);
-    EXPECT_EQ(Dump(*back.table), "...|path|mode\nDirs|a\\r\\nb\\r\\nc|...\nMore|\\r\\n|x\n");
-}
-
-TEST(ProfileWrite, ValuesThatQuotesCannotCarryGoInAsBlocks)
-{
-    TempDir temp;
-    const std::string file = temp.Write("new.ini", "");
-    auto table = TableFrom(
-        "S|S|...|...\n"
-        "P|Lead|  indented|...\n"
-        "P|Semi|a;b|...\n"
-        "P|Eq|=x|...\n");
-    ASSERT_TRUE(WriteProfile(file, kListing, std::move(table)));
-    EXPECT_EQ(temp.Read("new.ini"),
-              "[S]\nLead = [\n  indented\n]\nSemi = [\na;b\n]\nEq = [\n=x\n]\n");
-    ReadOutcome back = ReadProfile(file, kListing);
+    std::string message;
+    ASSERT_TRUE(WriteProfile(file, c.flags, TableFrom(c.table), &message))
+        << ShowMessage(message, file);
+    EXPECT_EQ(temp.Read("new.ini"), c.file);
+    if (!c.readBack)
+        return;
+    ReadOutcome back = ReadProfile(file, c.flags, c.request ? TableFrom(c.request) : nullptr);
     ASSERT_TRUE(back.ok) << ShowMessage(back.message, file);
-    EXPECT_EQ(Dump(*back.table),
-              "S|S|...|...\nP|Lead|  indented\\r\\n|...\nP|Semi|a;b\\r\\n|...\n"
-              "P|Eq|=x\\r\\n|...\n");
-
-    temp.Write("new.ini", "");
-    table = TableFrom("...|K\nS|one\\r\\n  two;\n");
-    ASSERT_TRUE(WriteProfile(file, 0, std::move(table)));
-    EXPECT_EQ(temp.Read("new.ini"), "[S]\nK = [\none\n  two;\n]\n");
+    EXPECT_EQ(Dump(*back.table), c.readBack);
 }
+
+const NewFileCase kNewFiles[] = {
+    {"ListingInItsPlainLayout", kListing,
+     "S|First|...|top\n"
+     "P|Name|Pump|...\n"
+     "P|Lines|one\\r\\ntwo|two\\r\\nlines\\n\n"
+     "S|Second|...|...\n"
+     "P|Empty||...\n"
+     "P|NoValue|...|...\n"
+     "P|...|nameless|...\n"
+     "X|Ignored|row|...\n"
+     "S|...|...|...\n"
+     "P|InNameless|1|...\n",
+     "[First] ; top\n"
+     "Name = \"Pump\"\n"
+     "Lines = [\none\ntwo\n] ; two  lines\n"
+     "\n"
+     "[Second]\n"
+     "Empty = \"\"\n"
+     "NoValue = \"\"\n",
+     nullptr,
+     "S|First|...|top\n"
+     "P|Name|Pump|...\n"
+     "P|Lines|one\\r\\ntwo\\r\\n|two  lines\n"
+     "S|Second|...|...\n"
+     "P|Empty||...\n"
+     "P|NoValue||...\n"},
+    {"SelectionSplitsJoinedValuesIntoRepeatedLines", 0,
+     "...|Path|Mode|Gone\n"
+     "Dirs|a\\r\\nb\\r\\n\\r\\nc|...|\\b\n"
+     "...|nameless|...|...\n"
+     "More|\\r\\n|x|...\n",
+     "[Dirs]\nPath = \"a\"\nPath = \"b\"\nPath = \"c\"\n"
+     "[More]\nPath = [\n\n]\nMode = \"x\"\n",
+     "...|path|mode\n*\n", "...|path|mode\nDirs|a\\r\\nb\\r\\nc|...\nMore|\\r\\n|x\n"},
+    {"ValuesThatQuotesCannotCarryGoInAsBlocks", kListing,
+     "S|S|...|...\n"
+     "P|Lead|  indented|...\n"
+     "P|Semi|a;b|...\n"
+     "P|Eq|=x|...\n",
+     "[S]\nLead = [\n  indented\n]\nSemi = [\na;b\n]\nEq = [\n=x\n]\n", nullptr,
+     "S|S|...|...\nP|Lead|  indented\\r\\n|...\nP|Semi|a;b\\r\\n|...\n"
+     "P|Eq|=x\\r\\n|...\n"},
+    {"SelectedValuesThatQuotesCannotCarryGoInAsBlocks", 0, "...|K\nS|one\\r\\n  two;\n",
+     "[S]\nK = [\none\n  two;\n]\n", nullptr, nullptr}};
+
+INSTANTIATE_TEST_SUITE_P(ProfileWrite, ProfileWriteNewFile, ::testing::ValuesIn(kNewFiles),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(ProfileWrite, MissingFileFailsAndNothingIsCreated)
 {
@@ -480,14 +438,12 @@ TEST(ProfileRead, FullTableShowsTheOverflowAndKeepsWhatFits)
     for (int i = 0; i < 25000; ++i)
         text += "K" + std::to_string(i) + " = v\n";
     const std::string file = temp.Write("big.ini", text);
-    g_boxes = 0;
-    SetMessageHook(CountBox);
+    ShownBoxes boxes;
     ReadOutcome outcome = ReadProfile(file, kListing);
-    SetMessageHook(nullptr);
     ASSERT_TRUE(outcome.ok);
     EXPECT_EQ(outcome.table->Count(), kTableCapacity);
     EXPECT_EQ(outcome.table->rows, kTableCapacity / 4);
-    EXPECT_EQ(g_boxes, 4);  // the last parameter's row did not fit
+    EXPECT_EQ(boxes.List().size(), 4u);  // the last parameter's row did not fit
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 #include "textfile/Charset.h"
 
 using namespace tolvik;
-using tolvik::test::TempDir;
+using namespace tolvik::test;
 
 namespace {
 
@@ -59,12 +59,8 @@ std::unique_ptr<CAttributeList> CopyOf(const CAttributeList& table)
 // "\n".
 std::string MessageAfterName(const std::string& message, const std::string& file)
 {
-    std::string rest = message.rfind(file + kSep, 0) == 0 ? message.substr(file.size() + 1)
-                                                          : "<no file name>" + message;
-    std::string shown;
-    for (char c : rest)
-        shown += c == kSep ? std::string("|") : c == '\n' ? std::string("\\n") : std::string(1, c);
-    return shown;
+    return Shown(message.rfind(file + kSep, 0) == 0 ? message.substr(file.size() + 1)
+                                                    : "<no file name>" + message);
 }
 
 // A golden case: sections introduced by "=== name" lines.
@@ -107,17 +103,6 @@ GoldenCase LoadCase(const std::filesystem::path& path)
         if (golden.Has(single) && !golden.sections[single].empty())
             golden.sections[single].pop_back();  // one line, its line end is not part of it
     return golden;
-}
-
-std::vector<std::string> CaseNames()
-{
-    std::vector<std::string> names;
-    for (const auto& entry :
-         std::filesystem::directory_iterator(std::filesystem::path(TOLVIK_TEST_DATA) / "header"))
-        if (entry.path().extension() == ".case")
-            names.push_back(entry.path().stem().string());
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 class HeaderGolden : public ::testing::TestWithParam<std::string> {};
@@ -205,10 +190,8 @@ TEST_P(HeaderGolden, Case)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Header, HeaderGolden, ::testing::ValuesIn(CaseNames()),
-                         [](const ::testing::TestParamInfo<std::string>& info) {
-                             return info.param;
-                         });
+INSTANTIATE_TEST_SUITE_P(Header, HeaderGolden, ::testing::ValuesIn(CaseNames("header", ".case")),
+                         CaseTestName);
 
 }  // namespace
 
@@ -374,16 +357,28 @@ TEST(ProgramHeader, CompiledModuleOfUnknownTypeIsTheWrongKind)
     }
 }
 
+// Writes the compiled module `name`, reads it and updates it with the table
+// read, the `cells` (column, text) changed.
+Outcome UpdateModule(const TempDir& dir, const std::string& name, const std::string& bytes,
+                     const std::vector<std::pair<int, std::string>>& cells = {})
+{
+    const std::string file = dir.Write(name, bytes);
+    Outcome read = RunHeader(file, kRead);
+    EXPECT_TRUE(read.ok) << MessageAfterName(read.message, file);
+    if (!read.ok)
+        return read;
+    for (const auto& [column, text] : cells)
+        read.table->SetAttribute(column, text);
+    return RunHeader(file, kUpdate, std::move(read.table));
+}
+
 TEST(ProgramHeader, CompiledModuleUpdateWithUnchangedTableKeepsEveryByte)
 {
     TempDir dir;
     for (int cycle : {5, 15, 101, 105, 127}) {
         std::string bytes = ModuleBytes(8);
         bytes[33] = static_cast<char>(cycle);
-        const std::string file = dir.Write("PUMP.TSC", bytes);
-        Outcome read = RunHeader(file, kRead);
-        ASSERT_TRUE(read.ok);
-        ASSERT_TRUE(RunHeader(file, kUpdate, std::move(read.table)).ok);
+        ASSERT_TRUE(UpdateModule(dir, "PUMP.TSC", bytes).ok);
         EXPECT_EQ(dir.Read("PUMP.TSC"), bytes) << cycle;
     }
 }
@@ -395,15 +390,13 @@ TEST(ProgramHeader, CompiledModuleUpdatePatchesOnlyTheChangedBytes)
     const std::vector<std::pair<std::string, int>> cycles = {
         {"700 ms", 7}, {"2.5 s", 25}, {"30", 30}, {"1.5 s", 15}};
     for (const auto& [cycleCell, cycleByte] : cycles) {
-        const std::string file = dir.Write("PUMP.TSC", original);
-        Outcome read = RunHeader(file, kRead);
-        ASSERT_TRUE(read.ok);
-        read.table->SetAttribute(kPlaColumn, "9");
-        read.table->SetAttribute(kElaColumn, kEmptyCell);
-        read.table->SetAttribute(kPriorityColumn, "-2");
-        read.table->SetAttribute(kPagesColumn, "77");  // a task module has no pages byte
-        read.table->SetAttribute(kCycleColumn, cycleCell);
-        ASSERT_TRUE(RunHeader(file, kUpdate, std::move(read.table)).ok);
+        ASSERT_TRUE(UpdateModule(dir, "PUMP.TSC", original,
+                                 {{kPlaColumn, "9"},
+                                  {kElaColumn, kEmptyCell},
+                                  {kPriorityColumn, "-2"},
+                                  {kPagesColumn, "77"},  // a task module has no pages byte
+                                  {kCycleColumn, cycleCell}})
+                        .ok);
         std::string expected = original;
         expected[12] = 9;
         expected[32] = static_cast<char>(-2);
@@ -416,13 +409,11 @@ TEST(ProgramHeader, CompiledDataModuleUpdateWritesPages)
 {
     TempDir dir;
     const std::string original = ModuleBytes(4);
-    const std::string file = dir.Write("DATA.DPC", original);
-    Outcome read = RunHeader(file, kRead);
-    ASSERT_TRUE(read.ok);
-    read.table->SetAttribute(kPagesColumn, "40");
-    read.table->SetAttribute(kLineNumberColumn, "300");  // the low byte is written
-    read.table->SetAttribute(kCycleColumn, "5");         // a data module has no cycle byte
-    ASSERT_TRUE(RunHeader(file, kUpdate, std::move(read.table)).ok);
+    ASSERT_TRUE(UpdateModule(dir, "DATA.DPC", original,
+                             {{kPagesColumn, "40"},
+                              {kLineNumberColumn, "300"},  // the low byte is written
+                              {kCycleColumn, "5"}})        // a data module has no cycle byte
+                    .ok);
     std::string expected = original;
     expected[18] = 40;
     expected[16] = static_cast<char>(300 & 0xFF);
@@ -433,15 +424,11 @@ TEST(ProgramHeader, CompiledModuleUpdateForAnotherKindFailsAndKeepsTheFile)
 {
     TempDir dir;
     const std::string original = ModuleBytes(8);
-    const std::string file = dir.Write("PUMP.TSC", original);
-    Outcome read = RunHeader(file, kRead);
-    ASSERT_TRUE(read.ok);
-    read.table->SetAttribute(kKindColumn, "8");
-    read.table->SetAttribute(kPlaColumn, "1");
-    Outcome update = RunHeader(file, kUpdate, std::move(read.table));
+    Outcome update =
+        UpdateModule(dir, "PUMP.TSC", original, {{kKindColumn, "8"}, {kPlaColumn, "1"}});
     EXPECT_FALSE(update.ok);
     EXPECT_EQ(update.status, kWrongKind);
-    EXPECT_EQ(MessageAfterName(update.message, file), "8|8|20|");
+    EXPECT_EQ(MessageAfterName(update.message, dir.Path("PUMP.TSC")), "8|8|20|");
     EXPECT_EQ(dir.Read("PUMP.TSC"), original);
     EXPECT_EQ(dir.Files(), (std::vector<std::string>{"PUMP.TSC"}));
 }
@@ -454,9 +441,9 @@ TEST(ProgramHeader, ShortCompiledModuleReadsWhatItHasAndIsNeverExtended)
     Outcome read = RunHeader(file, kRead);
     ASSERT_TRUE(read.ok);
     EXPECT_EQ(Cells(*read.table), "7|...|...|3|-4|12|...|...|...|...|...|...|...|...|...");
-    read.table->SetAttribute(kPriorityColumn, "3");
-    read.table->SetAttribute(kCycleColumn, "2 s");
-    ASSERT_TRUE(RunHeader(file, kUpdate, std::move(read.table)).ok);
+    ASSERT_TRUE(
+        UpdateModule(dir, "PUMP.TSC", original, {{kPriorityColumn, "3"}, {kCycleColumn, "2 s"}})
+            .ok);
     EXPECT_EQ(dir.Read("PUMP.TSC"), original);
 }
 
@@ -470,7 +457,7 @@ namespace {
 TEST(ProgramHeader, MutatedSourcesReadBackWhatAnUpdateWrote)
 {
     std::vector<std::string> sources;
-    for (const std::string& name : CaseNames())
+    for (const std::string& name : CaseNames("header", ".case"))
         sources.push_back(LoadCase(std::filesystem::path(TOLVIK_TEST_DATA) / "header" /
                                    (name + ".case"))["source"]);
     const std::string alphabet = "{}=/;\n\t ANPLEC_$0MSqx\r\x1a";

@@ -20,32 +20,14 @@
 
 namespace tolvik::test {
 
-inline std::string Visible(std::string text)
-{
-    for (char& c : text)
-        if (c == '\x1a')
-            c = '|';
-    return text;
-}
-
 inline std::string Dump(const CAttributeList* table)
 {
-    if (!table)
-        return "<no table>";
-    std::string text;
-    for (std::uint32_t row = 0; row < table->rows; ++row) {
-        for (std::uint32_t column = 0; column < table->columns; ++column) {
-            const std::string* cell =
-                table->GetAttribute(static_cast<int>(row), static_cast<int>(column));
-            text += column ? "|" : "";
-            text += !cell                  ? "<none>"
-                    : *cell == kEmptyCell  ? "..."
-                    : *cell == kDeleteMark ? "<DEL>"
-                                           : *cell;
-        }
-        text += '\n';
-    }
-    return text;
+    return DumpTable(table, [](const std::string* cell) {
+        return !cell                  ? "<none>"
+               : *cell == kEmptyCell  ? "..."
+               : *cell == kDeleteMark ? "<DEL>"
+                                      : *cell;
+    });
 }
 
 inline std::unique_ptr<CAttributeList> TableFrom(const std::string& dump)
@@ -85,14 +67,6 @@ RunResult Run(const std::string& source, bool inMemory, const std::string& start
     return result;
 }
 
-inline std::string ReadText(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 // The cases below tests/data/<kind>, one folder each, named after what the
 // user sees:
 //   input     the file
@@ -104,25 +78,6 @@ inline std::string ReadText(const std::filesystem::path& path)
 //             must then stay as it was
 //   readback  a written file read with empty names gives this table; without
 //             it, reading with the case's names gives back `table`
-inline std::vector<std::string> CaseNames(const std::string& kind)
-{
-    std::vector<std::string> names;
-    for (const auto& entry :
-         std::filesystem::directory_iterator(std::filesystem::path(TOLVIK_TEST_DATA) / kind))
-        if (entry.is_directory())
-            names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-// A test name from a case name ("a-b" gives "a_b").
-inline std::string CaseTestName(const ::testing::TestParamInfo<std::string>& info)
-{
-    std::string name = info.param;
-    std::replace(name.begin(), name.end(), '-', '_');
-    return name;
-}
-
 template <class Parser>
 void RunCase(const std::string& kind, const std::string& name)
 {
@@ -130,17 +85,17 @@ void RunCase(const std::string& kind, const std::string& name)
     auto has = [&folder](const char* file) { return std::filesystem::exists(folder / file); };
     std::string start;
     std::string end;
-    std::istringstream names(ReadText(folder / "names"));
+    std::istringstream names(ReadBytes(folder / "names"));
     std::getline(names, start);
     std::getline(names, end);
 
     TempDir dir;
-    const std::string input = ReadText(folder / "input");
+    const std::string input = ReadBytes(folder / "input");
     const std::string file = dir.Write("SECTION.TXT", input);
-    const std::string table = ReadText(folder / "table");
+    const std::string table = ReadBytes(folder / "table");
     RunResult result = Run<Parser>(file, false, start, end, has("table") ? &table : nullptr);
     if (has("error")) {
-        std::string expected = ReadText(folder / "error");
+        std::string expected = ReadBytes(folder / "error");
         expected.erase(expected.find_last_not_of('\n') + 1);
         EXPECT_FALSE(result.ok);
         EXPECT_EQ(result.message, expected.replace(0, 4, file));
@@ -148,7 +103,7 @@ void RunCase(const std::string& kind, const std::string& name)
     } else if (!has("table")) {
         ASSERT_TRUE(result.ok) << result.message;
         const std::string dump = Dump(result.table.get());
-        EXPECT_EQ(dump, ReadText(folder / "expected"));
+        EXPECT_EQ(dump, ReadBytes(folder / "expected"));
         // Written back and read again, the table stays the same, and a second
         // write changes nothing.
         ASSERT_TRUE((Run<Parser>(file, false, start, end, &dump).ok));
@@ -158,14 +113,39 @@ void RunCase(const std::string& kind, const std::string& name)
         EXPECT_EQ(dir.Read("SECTION.TXT"), written);
     } else {
         ASSERT_TRUE(result.ok) << result.message;
-        EXPECT_EQ(dir.Read("SECTION.TXT"), ReadText(folder / "expected"));
+        EXPECT_EQ(dir.Read("SECTION.TXT"), ReadBytes(folder / "expected"));
         const bool whole = has("readback");
         RunResult again = Run<Parser>(file, false, whole ? "" : start, whole ? "" : end);
         ASSERT_TRUE(again.ok) << again.message;
-        EXPECT_EQ(Dump(again.table.get()), whole ? ReadText(folder / "readback") : table);
+        EXPECT_EQ(Dump(again.table.get()), whole ? ReadBytes(folder / "readback") : table);
     }
     for (const std::string& left : dir.Files())
         EXPECT_EQ(left.rfind("TVK", 0), std::string::npos) << "temporary file left: " << left;
+}
+
+// A stub rendered from the table `rows` gives `stored`; read and rendered
+// again, three times over, it gives the same rows and text. An empty table
+// renders as `emptyStored`.
+template <class Render, class Read>
+void ExpectStubCycle(Render render, Read read, const std::string& rows, const std::string& stored,
+                     const std::string& emptyStored)
+{
+    std::unique_ptr<CAttributeList> table = TableFrom(rows);
+    std::string text;
+    std::string message;
+    ASSERT_TRUE(render(table, text, message)) << Visible(message);
+    EXPECT_EQ(text, stored);
+    for (int cycle = 0; cycle < 3; ++cycle) {
+        std::unique_ptr<CAttributeList> back;
+        ASSERT_TRUE(read(text, back, message)) << Visible(message);
+        EXPECT_EQ(Dump(back.get()), rows);
+        std::string again;
+        ASSERT_TRUE(render(back, again, message));
+        EXPECT_EQ(again, text) << "cycle " << cycle;
+    }
+    auto empty = TableFrom("");
+    ASSERT_TRUE(render(empty, text, message));
+    EXPECT_EQ(text, emptyStored);
 }
 
 }  // namespace tolvik::test

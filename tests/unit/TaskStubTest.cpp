@@ -18,14 +18,6 @@
 namespace tolvik::test {
 namespace {
 
-std::string ReadData(const std::string& name)
-{
-    std::ifstream in(std::string(TOLVIK_TEST_DATA) + "/taskstub/" + name, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 std::string Wrapped(const std::string& stored)
 {
     return "{ Code \n" + stored + "\n}";
@@ -42,22 +34,7 @@ std::string Stored(const std::string& text)
 
 std::string Dump(const CAttributeList& list)
 {
-    std::string dump;
-    for (std::uint32_t row = 0; row < list.rows; ++row) {
-        for (std::uint32_t col = 0; col < list.columns; ++col) {
-            dump += Shown(*list.GetAttribute(static_cast<int>(row), static_cast<int>(col)));
-            dump += col + 1 < list.columns ? "|" : "\n";
-        }
-    }
-    return dump;
-}
-
-std::string Readable(std::string message)
-{
-    for (char& c : message)
-        if (c == '\x1a')
-            c = '|';
-    return message;
+    return DumpTable(&list, [](const std::string* cell) { return Shown(*cell); });
 }
 
 struct Outcome {
@@ -115,16 +92,16 @@ class TaskStubRead : public ::testing::TestWithParam<const char*> {};
 TEST_P(TaskStubRead, GivesTheTableOrTheError)
 {
     const std::string name = GetParam();
-    Outcome outcome = ReadStub(ReadData(name + ".stub"));
-    const std::string error = ReadData(name + ".error");
+    Outcome outcome = ReadStub(TestData("taskstub/" + name + ".stub"));
+    const std::string error = TestData("taskstub/" + name + ".error");
     if (!error.empty()) {
         EXPECT_FALSE(outcome.ok);
         EXPECT_EQ(outcome.list, nullptr);
-        EXPECT_EQ(Readable(outcome.message) + "\n", error);
+        EXPECT_EQ(Visible(outcome.message) + "\n", error);
     } else {
-        ASSERT_TRUE(outcome.ok) << Readable(outcome.message);
+        ASSERT_TRUE(outcome.ok) << Visible(outcome.message);
         EXPECT_EQ(outcome.list->columns, 4u);
-        EXPECT_EQ(Dump(*outcome.list), ReadData(name + ".table"));
+        EXPECT_EQ(Dump(*outcome.list), TestData("taskstub/" + name + ".table"));
     }
 }
 
@@ -141,13 +118,13 @@ class TaskStubUpdate : public ::testing::TestWithParam<const char*> {};
 TEST_P(TaskStubUpdate, StoresTheExpectedText)
 {
     const std::string name = GetParam();
-    const std::string stored = ReadData(name + ".stub");
+    const std::string stored = TestData("taskstub/" + name + ".stub");
     Outcome read = ReadStub(stored);
-    ASSERT_TRUE(read.ok) << Readable(read.message);
-    ApplyEdits(*read.list, ReadData(name + ".edits"));
+    ASSERT_TRUE(read.ok) << Visible(read.message);
+    ApplyEdits(*read.list, TestData("taskstub/" + name + ".edits"));
     Outcome update = UpdateStub(stored, std::move(read.list));
-    ASSERT_TRUE(update.ok) << Readable(update.message);
-    EXPECT_EQ(update.output, ReadData(name + ".out"));
+    ASSERT_TRUE(update.ok) << Visible(update.message);
+    EXPECT_EQ(update.output, TestData("taskstub/" + name + ".out"));
 
     // What was stored reads back; closing it with the unchanged table stores
     // it again (once the lines the table did not hold are in the table's form).
@@ -155,13 +132,13 @@ TEST_P(TaskStubUpdate, StoresTheExpectedText)
     std::vector<std::string> cycles;
     for (int i = 0; i < 2; ++i) {
         Outcome again = ReadStub(text);
-        ASSERT_TRUE(again.ok) << Readable(again.message);
+        ASSERT_TRUE(again.ok) << Visible(again.message);
         Outcome cycle = UpdateStub(text, std::move(again.list));
         ASSERT_TRUE(cycle.ok);
         cycles.push_back(text = cycle.output);
     }
     EXPECT_EQ(cycles[1], cycles[0]);
-    if (ReadData(name + ".edits").find("DEL") == std::string::npos) {
+    if (TestData("taskstub/" + name + ".edits").find("DEL") == std::string::npos) {
         EXPECT_EQ(cycles[0], update.output);
     }
 }
@@ -240,7 +217,7 @@ TEST(TaskStub, MissingSectionHeaderIsAnError)
     std::unique_ptr<CAttributeList> list;
     std::string message;
     EXPECT_FALSE(parser.Run(list, message));
-    EXPECT_EQ(Readable(message), "|||2|");
+    EXPECT_EQ(Visible(message), "|||2|");
 }
 
 TEST(TaskStub, RegionFromAStartNameToTheLastMatchOfAnEndPattern)
@@ -249,12 +226,12 @@ TEST(TaskStub, RegionFromAStartNameToTheLastMatchOfAnEndPattern)
     CTaskStubParser parser(text, true, "b1", "B*", kRead);
     std::unique_ptr<CAttributeList> list;
     std::string message;
-    ASSERT_TRUE(parser.Run(list, message)) << Readable(message);
+    ASSERT_TRUE(parser.Run(list, message)) << Visible(message);
     EXPECT_EQ(Dump(*list), "R|B1|2|\nR|C|3|\nR|B2|4|\n");
 
     CTaskStubParser missing(text, true, "A", "Z*", kRead);
     EXPECT_FALSE(missing.Run(list, message));
-    EXPECT_EQ(Readable(message), "|Z*||7|");  // the "}" line ends the text
+    EXPECT_EQ(Visible(message), "|Z*||7|");  // the "}" line ends the text
 }
 
 TEST(TaskStub, NonAsciiTextSurvivesACycleWithCodePageConversion)

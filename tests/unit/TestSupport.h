@@ -1,69 +1,94 @@
-// Test helpers: a private temporary directory that is the current directory
-// while it lives (temporary output files are made there), and file access.
+// Test helpers: the temporary folder and file reads the host tests use, a
+// temporary folder that is the current directory while it lives (temporary
+// output files are made there), test data, and messages made readable.
 #pragma once
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <random>
-#include <sstream>
+#include <cctype>
 #include <string>
 #include <vector>
 
+#include "../capi/CapiSupport.h"
+#include "api/AttributeList.h"
+
 namespace tolvik::test {
 
-class TempDir {
+class TempDir : public TempFolder {
 public:
-    TempDir()
-    {
-        std::random_device random;
-        path_ = std::filesystem::temp_directory_path() /
-                ("tolvik-test-" + std::to_string(random()) + std::to_string(random()));
-        std::filesystem::create_directories(path_);
-        previous_ = std::filesystem::current_path();
-        std::filesystem::current_path(path_);
-    }
-    ~TempDir()
-    {
-        std::filesystem::current_path(previous_);
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    TempDir(const TempDir&) = delete;
-    TempDir& operator=(const TempDir&) = delete;
-
-    std::string Path(const std::string& name) const { return (path_ / name).string(); }
-
-    std::string Write(const std::string& name, const std::string& content) const
-    {
-        std::ofstream out(path_ / name, std::ios::binary);
-        out << content;
-        return Path(name);
-    }
-
-    std::string Read(const std::string& name) const
-    {
-        std::ifstream in(path_ / name, std::ios::binary);
-        std::ostringstream text;
-        text << in.rdbuf();
-        return text.str();
-    }
-
-    bool Exists(const std::string& name) const { return std::filesystem::exists(path_ / name); }
-
-    // Names of the files in the directory, sorted.
-    std::vector<std::string> Files() const
-    {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(path_))
-            names.push_back(entry.path().filename().string());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-
-private:
-    std::filesystem::path path_;
-    std::filesystem::path previous_;
+    TempDir() : TempFolder(kCurrent) {}
 };
+
+// A file below tests/data, e.g. TestData("embedded/a.src").
+inline std::string TestData(const std::string& name)
+{
+    return ReadBytes(fs::path(TOLVIK_TEST_DATA) / name);
+}
+
+// A table as text: one row a line, its cells joined by "|", each cell as
+// `show` gives it (nullptr for a cell the table does not hold).
+template <class Show>
+std::string DumpTable(const CAttributeList* table, Show show)
+{
+    if (!table)
+        return "<no table>";
+    std::string text;
+    for (std::uint32_t row = 0; row < table->rows; ++row) {
+        for (std::uint32_t column = 0; column < table->columns; ++column)
+            text += (column ? "|" : "") +
+                    show(table->GetAttribute(static_cast<int>(row), static_cast<int>(column)));
+        text += '\n';
+    }
+    return text;
+}
+
+// A message with each separator shown as "|".
+inline std::string Visible(std::string text)
+{
+    std::replace(text.begin(), text.end(), '\x1a', '|');
+    return text;
+}
+
+// As Visible, and each line end shown as a backslash and "n".
+inline std::string Shown(const std::string& text)
+{
+    std::string shown;
+    for (char c : text)
+        shown += c == '\x1a' ? std::string("|")
+                 : c == '\n' ? std::string("\\n")
+                             : std::string(1, c);
+    return shown;
+}
+
+// The message with the file name it starts with replaced by "FILE".
+inline std::string FileAsFILE(std::string message, const std::string& file)
+{
+    if (message.compare(0, file.size(), file) == 0)
+        message.replace(0, file.size(), "FILE");
+    return message;
+}
+
+// The cases below tests/data/<folder>, sorted: its folders, or with
+// `extension` its files that have it, named without the extension.
+inline std::vector<std::string> CaseNames(const std::string& folder,
+                                          const std::string& extension = "")
+{
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(fs::path(TOLVIK_TEST_DATA) / folder)) {
+        if (extension.empty() ? entry.is_directory() : entry.path().extension() == extension)
+            names.push_back(
+                (extension.empty() ? entry.path().filename() : entry.path().stem()).string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// A test name from a case name: each character a test name cannot hold ("-")
+// becomes "_".
+inline std::string CaseTestName(const ::testing::TestParamInfo<std::string>& info)
+{
+    std::string name;
+    for (char c : info.param)
+        name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
+    return name;
+}
 
 }  // namespace tolvik::test

@@ -20,25 +20,10 @@ INSTANTIATE_TEST_SUITE_P(Strings, TextStringsFile, ::testing::ValuesIn(CaseNames
 
 TEST(TextStrings, AStoredTextStubReadsBackIntoTheRowsThatWroteIt)
 {
-    const std::string rows = "A|0|W|x|c\nB( 2 )|1|...|...|\nC|4|...|it's|\n";
-    std::unique_ptr<CAttributeList> table = TableFrom(rows);
-    std::string stored;
-    std::string message;
-    ASSERT_TRUE(RenderTextStub(table, stored, message)) << Visible(message);
-    EXPECT_EQ(stored,
-              "{Strings\n  $ A:W             = \"x\"   ; c\n  $ B( 2 )\n"
-              "  $ C               = \"it's\"\n}\n");
-    for (int cycle = 0; cycle < 3; ++cycle) {
-        std::unique_ptr<CAttributeList> read;
-        ASSERT_TRUE(ReadTextStub(stored, read, message)) << Visible(message);
-        EXPECT_EQ(Dump(read.get()), rows);
-        std::string again;
-        ASSERT_TRUE(RenderTextStub(read, again, message));
-        EXPECT_EQ(again, stored) << "cycle " << cycle;
-    }
-    auto empty = TableFrom("");
-    ASSERT_TRUE(RenderTextStub(empty, stored, message));
-    EXPECT_EQ(stored, "{Strings\n}\n");
+    ExpectStubCycle(RenderTextStub, ReadTextStub, "A|0|W|x|c\nB( 2 )|1|...|...|\nC|4|...|it's|\n",
+                    "{Strings\n  $ A:W             = \"x\"   ; c\n  $ B( 2 )\n"
+                    "  $ C               = \"it's\"\n}\n",
+                    "{Strings\n}\n");
 }
 
 TEST(TextStrings, ABareEmbeddedTextIsFramedBeforeItIsRead)

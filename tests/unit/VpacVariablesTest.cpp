@@ -19,25 +19,10 @@ INSTANTIATE_TEST_SUITE_P(Vars, VpacVariablesFile, ::testing::ValuesIn(CaseNames(
 
 TEST(VpacVariables, AStoredVpacStubReadsBackIntoTheRowsThatWroteIt)
 {
-    const std::string rows = "R|A|0|1.5|c\nI|B( 3 )|3|1, 2|\nx|C|11|...|\n";
-    std::unique_ptr<CAttributeList> table = TableFrom(rows);
-    std::string stored;
-    std::string message;
-    ASSERT_TRUE(RenderVpacStub(table, stored, message)) << Visible(message);
-    EXPECT_EQ(stored,
-              "{Variables\n  R A               = 1.5   ; c\n  I B( 3 )          = 1, 2\n"
-              "  x C\n}\n");
-    for (int cycle = 0; cycle < 3; ++cycle) {
-        std::unique_ptr<CAttributeList> read;
-        ASSERT_TRUE(ReadVpacStub(stored, read, message)) << Visible(message);
-        EXPECT_EQ(Dump(read.get()), rows);
-        std::string again;
-        ASSERT_TRUE(RenderVpacStub(read, again, message));
-        EXPECT_EQ(again, stored) << "cycle " << cycle;
-    }
-    auto empty = TableFrom("");
-    ASSERT_TRUE(RenderVpacStub(empty, stored, message));
-    EXPECT_EQ(stored, "{Variables\n}\n");
+    ExpectStubCycle(RenderVpacStub, ReadVpacStub, "R|A|0|1.5|c\nI|B( 3 )|3|1, 2|\nx|C|11|...|\n",
+                    "{Variables\n  R A               = 1.5   ; c\n  I B( 3 )          = 1, 2\n"
+                    "  x C\n}\n",
+                    "{Variables\n}\n");
 }
 
 TEST(VpacVariables, ABareEmbeddedTextIsFramedBeforeItIsRead)
