@@ -70,7 +70,7 @@ bool CBpacValuesParser::Run(std::unique_ptr<CAttributeList>& list, std::string& 
                 if (parseOk && ReadHeader())
                     ReadBlock();
             }
-        } else if (FindOpeningLine() && ReadOpeningLine()) {
+        } else if (FindOpeningLine() && ReadOpeningLine() && HeaderIsWritable()) {
             const bool closed = tokenKind != kEndOfFile && FindClosingLine();
             WriteAtColumn("{ Values \n\n", 0);
             WriteHeader();
@@ -343,6 +343,38 @@ std::string CBpacValuesParser::WritableId(std::uint32_t row) const
     return id;
 }
 
+bool CBpacValuesParser::HeaderIsWritable()
+{
+    // A header that would not read back is not written: the file stays as it
+    // is rather than lose its values block to one that cannot be read.
+    const std::uint32_t columns = ValueColumns();
+    if (columns == 0) {
+        tokenText.clear();
+        ReportExpected(kExpectColon);
+        return false;
+    }
+    for (std::uint32_t c = 1; c <= columns; ++c) {
+        const std::string letter = WritableCell(0, c, "?");
+        if (!IsTypeLetter(letter)) {
+            tokenText = letter;
+            ReportExpected(kExpectTypeLetter);
+            return false;
+        }
+    }
+    return true;
+}
+
+std::string CBpacValuesParser::WritableName(std::uint32_t column) const
+{
+    // A name is one word, as the header is read: any other character in it is
+    // written as "_".
+    std::string name = WritableCell(1, column, "?");
+    for (char& c : name)
+        if (ClassOf(c) != kWordChar)
+            c = '_';
+    return name;
+}
+
 bool CBpacValuesParser::RowIsRemoved(std::uint32_t row) const
 {
     const std::string* id = TableCell(row, 0);
@@ -355,7 +387,7 @@ bool CBpacValuesParser::WriteHeader()
     const std::uint32_t rows = attributes ? attributes->rows : 0;
     std::vector<std::size_t> widths(columns, 0);
     for (std::uint32_t c = 1; c <= columns; ++c) {
-        widths[c - 1] = WritableCell(0, c, "?").size() + 1 + WritableCell(1, c, "?").size();
+        widths[c - 1] = WritableCell(0, c, "?").size() + 1 + WritableName(c).size();
         for (std::uint32_t r = 2; r < rows; ++r)
             if (!RowIsRemoved(r))
                 widths[c - 1] = std::max(widths[c - 1], WritableCell(r, c, "").size());
@@ -380,7 +412,7 @@ bool CBpacValuesParser::WriteHeader()
     std::string line(kHeaderLead);
     writtenOffsets_.assign(1, line.size());
     for (std::uint32_t c = 1; c <= columns; ++c) {
-        std::string column = ":" + WritableCell(0, c, "?") + " " + WritableCell(1, c, "?");
+        std::string column = ":" + WritableCell(0, c, "?") + " " + WritableName(c);
         column.resize(std::max(column.size(), widths[c - 1] + 1), ' ');
         line += column;
         writtenOffsets_.push_back(writtenOffsets_.back() + widths[c - 1] + 1);

@@ -63,6 +63,11 @@ private:
     // The row's identifier as it is written, empty for none.
     std::string WritableId(std::uint32_t row) const;
     bool RowIsRemoved(std::uint32_t row) const;
+    // The column's name as it is written in the header.
+    std::string WritableName(std::uint32_t column) const;
+    // False, with a message, when the table's header would not read back: no
+    // value column, or a type letter other than L, X, I or R.
+    bool HeaderIsWritable();
 
     // Update mode: where the ":" after each column (or the closing ")") stands
     // in the written header; the first entry is the first column's ":".

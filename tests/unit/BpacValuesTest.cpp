@@ -195,6 +195,32 @@ TEST(BpacValues, FailedUpdateLeavesTheFileAsItWasAndNoTemporaryFile)
     }
 }
 
+// A table whose header could not be read back (a type letter left empty or
+// not one of L, X, I, R; no value column at all) does not replace the block.
+TEST(BpacValues, UpdateWithAHeaderThatWouldNotReadBackLeavesTheFileAsItWas)
+{
+    const std::string content = "head\n{ Values\n( No :L A )\n  #1     5\n}\n";
+    const struct {
+        const char* cells;
+        const char* message;
+    } cases[] = {
+        {"No|...|\nNo|A|\n1|5|\n", "values.bpe|L, X, I, R |?|3|"},
+        {"No|Q|L|\nNo|A|B|\n1|5|6|\n", "values.bpe|L, X, I, R |Q|3|"},
+        {"No|LX|\nNo|A|\n", "values.bpe|L, X, I, R |LX|3|"},
+        {"No|\nNo|\n", "values.bpe|: ||3|"},
+    };
+    for (const auto& c : cases) {
+        TempDir dir;
+        dir.Write(kFileName, content);
+        auto table = ParseTable(c.cells);
+        const Outcome outcome = RunParser(kFileName, kUpdate, table);
+        EXPECT_FALSE(outcome.ok) << c.cells;
+        EXPECT_EQ(Shown(outcome.message), c.message);
+        EXPECT_EQ(dir.Read(kFileName), content);
+        EXPECT_EQ(dir.Files(), std::vector<std::string>{kFileName});
+    }
+}
+
 TEST(BpacValues, CommentsLoseOneLeadingBlankAndSurviveUpdates)
 {
     TempDir dir;
