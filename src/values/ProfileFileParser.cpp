@@ -556,6 +556,47 @@ std::vector<CProfileFileParser::TableEntry> CProfileFileParser::CollectEntries(
     return entries;
 }
 
+bool CProfileFileParser::ColumnHasName(std::uint32_t column) const
+{
+    const std::string name = CellText(0, column);
+    return name != kEmptyCell && name != kDeleteMark;
+}
+
+bool CProfileFileParser::NamesReadBack(const std::vector<TableEntry>& entries,
+                                       const std::vector<std::uint32_t>& orphans)
+{
+    // A section name ends at "]" or the line end; a parameter name cannot hold
+    // a quote or a line end, even between quotes; and the end-of-text byte
+    // would hide the rest of the file from every later read.
+    auto fail = [this](std::string_view expected, const std::string& name) {
+        ReportExpected(expected);
+        tokenText = name;
+        lineNumber = 0;  // the table's fault, not the file's
+        return false;
+    };
+    auto written = [](const TableEntry& entry) { return entry.name != kEmptyCell; };
+    for (const TableEntry& entry : entries)
+        if (written(entry) && entry.name.find_first_of("]\r\n\x1a") != std::string::npos)
+            return fail("Section", entry.name);
+    std::vector<std::string> parameters;
+    if (listing_) {
+        for (std::uint32_t row : orphans)
+            parameters.push_back(CellText(row, 1));
+        for (const TableEntry& entry : entries)
+            for (std::uint32_t row : entry.parameterRows)
+                if (written(entry))
+                    parameters.push_back(CellText(row, 1));
+    } else if (attributes) {
+        for (std::uint32_t column = 1; column < attributes->columns; ++column)
+            if (ColumnHasName(column))
+                parameters.push_back(CellText(0, column));
+    }
+    for (const std::string& name : parameters)
+        if (name.find_first_of("\"\r\n\x1a") != std::string::npos)
+            return fail("Parameter", name);
+    return true;
+}
+
 std::string CProfileFileParser::RenderSectionLine(const TableEntry& entry) const
 {
     std::string line = "[";
@@ -618,7 +659,7 @@ std::string CProfileFileParser::RenderNewSection(const TableEntry& entry) const
     }
     for (std::uint32_t column = 1; column < attributes->columns; ++column) {
         const std::string cell = CellText(entry.row, column);
-        if (cell != kEmptyCell && cell != kDeleteMark)
+        if (cell != kEmptyCell && cell != kDeleteMark && ColumnHasName(column))
             text += RenderSelectionValue(entry.row, column);
     }
     return text;
@@ -683,6 +724,8 @@ void CProfileFileParser::WriteFile()
 
     std::vector<std::uint32_t> orphans;
     std::vector<TableEntry> entries = CollectEntries(orphans);
+    if (!NamesReadBack(entries, orphans))
+        return;
     NameClaims sectionClaims;
     for (std::size_t e = 0; e < entries.size(); ++e)
         if (!entries[e].claimed)
@@ -817,7 +860,7 @@ void CProfileFileParser::WriteFile()
         }
         for (std::uint32_t column = 1; column < columns; ++column) {
             const std::string cell = CellText(entry->row, column);
-            if (!seen[column] && cell != kEmptyCell && cell != kDeleteMark)
+            if (!seen[column] && cell != kEmptyCell && cell != kDeleteMark && ColumnHasName(column))
                 addAfter(insertAfter, RenderSelectionValue(entry->row, column));
         }
     }

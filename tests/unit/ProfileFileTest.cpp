@@ -385,10 +385,42 @@ const NewFileCase kNewFiles[] = {
      "S|S|...|...\nP|Lead|  indented\\r\\n|...\nP|Semi|a;b\\r\\n|...\n"
      "P|Eq|=x\\r\\n|...\n"},
     {"SelectedValuesThatQuotesCannotCarryGoInAsBlocks", 0, "...|K\nS|one\\r\\n  two;\n",
-     "[S]\nK = [\none\n  two;\n]\n", nullptr, nullptr}};
+     "[S]\nK = [\none\n  two;\n]\n", nullptr, nullptr},
+    // A column without a name has nothing to write its values under; its
+    // empty-cell byte in the file would hide every later line from reading.
+    {"SelectionColumnWithoutNameIsNotWritten", 0, "...|K|...\nS|1|lost\nT|2|...\n",
+     "[S]\nK = \"1\"\n[T]\nK = \"2\"\n", "...|K\n*\n", "...|K\nS|1\nT|2\n"}};
 
 INSTANTIATE_TEST_SUITE_P(ProfileWrite, ProfileWriteNewFile, ::testing::ValuesIn(kNewFiles),
                          [](const auto& info) { return std::string(info.param.name); });
+
+// Names that no file can carry so that they read back fail the write before
+// anything changes: "]" or a line end in a section name, a quote or a line end
+// in a parameter name.
+TEST(ProfileWrite, NameThatWouldNotReadBackLeavesTheFileAsItWas)
+{
+    const struct {
+        long flags;
+        const char* table;
+        const char* message;
+    } cases[] = {
+        {kListing, "S|a]b|...|...\n", "FILE|Section|a]b|0|"},
+        {kListing, "S|two\\nlines|...|...\n", "FILE|Section|two\\nlines|0|"},
+        {kListing, "S|S|...|...\nP|say\"hi|1|...\n", "FILE|Parameter|say\"hi|0|"},
+        {kListing, "P|a\\rb|1|...\n", "FILE|Parameter|a\rb|0|"},
+        {0, "...|K\\nL\nS|1\n", "FILE|Parameter|K\\nL|0|"},
+    };
+    const std::string content = "[S] ; kept\nK = 1\n";
+    for (const auto& c : cases) {
+        TempDir temp;
+        const std::string file = temp.Write("p.ini", content);
+        std::string message;
+        EXPECT_FALSE(WriteProfile(file, c.flags, TableFrom(c.table), &message)) << c.table;
+        EXPECT_EQ(ShowMessage(message, file), c.message);
+        EXPECT_EQ(temp.Read("p.ini"), content);
+        EXPECT_EQ(temp.Files(), std::vector<std::string>{"p.ini"});
+    }
+}
 
 TEST(ProfileWrite, MissingFileFailsAndNothingIsCreated)
 {
