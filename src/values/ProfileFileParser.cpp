@@ -506,6 +506,44 @@ bool CProfileFileParser::ReadsBackQuoted(const std::string& value) const
     return TrimValue(charClass, '"' + value + '"') == value;
 }
 
+bool CProfileFileParser::ListingAsBlock(const std::string& value) const
+{
+    // A value of several lines goes in as a block; so does one that would not
+    // read back from between quotes (a leading blank, a ";").
+    return value.find('\n') != std::string::npos || !ReadsBackQuoted(value);
+}
+
+bool CProfileFileParser::SelectionAsBlock(const std::string& value) const
+{
+    // A block value (its lines end in CR LF) goes back as a block, so its empty
+    // lines and indentation survive; so does a value whose lines would not read
+    // back from between quotes.
+    bool asBlock = value.size() >= 2 && value.compare(value.size() - 2, 2, kCrLf) == 0;
+    for (const std::string& piece : SplitLines(value))
+        asBlock = asBlock || !ReadsBackQuoted(piece);
+    return asBlock;
+}
+
+bool CProfileFileParser::BlockReadsBack(const std::string& value) const
+{
+    const std::string text = RemoveChars(value, '\r', '\r');
+    std::size_t start = 0;
+    while (start < text.size()) {
+        std::size_t end = text.find('\n', start);
+        if (end == std::string::npos)
+            end = text.size();
+        std::size_t first = start;
+        while (first < end && ClassOf(text[first]) == kSpaceChar)
+            ++first;
+        const std::string_view line(text.data() + start, end - start);
+        if (first < end && (text[first] == ']' ||
+                            (text[first] == '[' && line.find(']') != std::string_view::npos)))
+            return false;
+        start = end + 1;
+    }
+    return true;
+}
+
 std::string CProfileFileParser::CellText(std::uint32_t row, std::uint32_t column) const
 {
     if (!attributes || column >= attributes->columns)
@@ -579,21 +617,38 @@ bool CProfileFileParser::NamesReadBack(const std::vector<TableEntry>& entries,
         if (written(entry) && entry.name.find_first_of("]\r\n\x1a") != std::string::npos)
             return fail("Section", entry.name);
     std::vector<std::string> parameters;
+    std::vector<std::string> blocks;  // values that go in as blocks
+    auto addValue = [&](const std::string& value, bool asBlock) {
+        if (value != kEmptyCell && value != kDeleteMark && asBlock)
+            blocks.push_back(value);
+    };
     if (listing_) {
-        for (std::uint32_t row : orphans)
-            parameters.push_back(CellText(row, 1));
+        std::vector<std::uint32_t> rows = orphans;
         for (const TableEntry& entry : entries)
-            for (std::uint32_t row : entry.parameterRows)
-                if (written(entry))
-                    parameters.push_back(CellText(row, 1));
+            if (written(entry))
+                rows.insert(rows.end(), entry.parameterRows.begin(), entry.parameterRows.end());
+        for (std::uint32_t row : rows) {
+            parameters.push_back(CellText(row, 1));
+            const std::string value = CellText(row, 2);
+            addValue(value, ListingAsBlock(value));
+        }
     } else if (attributes) {
-        for (std::uint32_t column = 1; column < attributes->columns; ++column)
-            if (ColumnHasName(column))
-                parameters.push_back(CellText(0, column));
+        for (std::uint32_t column = 1; column < attributes->columns; ++column) {
+            if (!ColumnHasName(column))
+                continue;
+            parameters.push_back(CellText(0, column));
+            for (const TableEntry& entry : entries) {
+                const std::string value = CellText(entry.row, column);
+                addValue(value, SelectionAsBlock(value));
+            }
+        }
     }
     for (const std::string& name : parameters)
         if (name.find_first_of("\"\r\n\x1a") != std::string::npos)
             return fail("Parameter", name);
+    for (const std::string& value : blocks)
+        if (!BlockReadsBack(value))
+            return fail("IDENTIFIER", value);
     return true;
 }
 
@@ -615,9 +670,7 @@ std::string CProfileFileParser::RenderListingParameter(std::uint32_t row) const
     if (value == kEmptyCell)
         value.clear();
     std::string line = NameText(CellText(row, 1)) + " = ";
-    // A value of several lines goes in as a block; so does one that would not
-    // read back from between quotes (a leading blank, a ";").
-    if (value.find('\n') != std::string::npos || !ReadsBackQuoted(value))
+    if (ListingAsBlock(value))
         line += BlockValue(value);
     else
         line += '"' + value + '"';
@@ -629,13 +682,7 @@ std::string CProfileFileParser::RenderSelectionValue(std::uint32_t row, std::uin
     const std::string name = NameText(CellText(0, column));
     const std::string value = CellText(row, column);
     std::vector<std::string> pieces = SplitLines(value);
-    bool asBlock = value.size() >= 2 && value.compare(value.size() - 2, 2, kCrLf) == 0;
-    for (const std::string& piece : pieces)
-        asBlock = asBlock || !ReadsBackQuoted(piece);
-    // A block value (its lines end in CR LF) goes back as a block, so its empty
-    // lines and indentation survive; so does a value whose lines would not read
-    // back from between quotes.
-    if (asBlock)
+    if (SelectionAsBlock(value))
         return name + " = " + BlockValue(value) + "\n";
     if (pieces.empty())
         pieces.emplace_back();  // an empty value is kept as an empty value

@@ -75,14 +75,21 @@ private:
     void NoteComment();
     void ReadTopLevel();
     std::vector<TableEntry> CollectEntries(std::vector<std::uint32_t>& orphans) const;
-    // False, with a message naming it, when a section or parameter name of the
-    // table could not be read back from the file: the file is then not written.
+    // False, with a message naming it, when a section or parameter name or a
+    // value of the table could not be read back from the file: the file is
+    // then not written.
     bool NamesReadBack(const std::vector<TableEntry>& entries,
                        const std::vector<std::uint32_t>& orphans);
     // Selection: whether column `column` has a name to write its values under.
     bool ColumnHasName(std::uint32_t column) const;
     std::string CellText(std::uint32_t row, std::uint32_t column) const;
     bool ReadsBackQuoted(const std::string& value) const;
+    // Whether a value goes into the file as a "[" ... "]" block.
+    bool ListingAsBlock(const std::string& value) const;
+    bool SelectionAsBlock(const std::string& value) const;
+    // Whether every line of a block value reads back as a line of the block:
+    // none may start with "]", nor with "[" when it also holds a "]".
+    bool BlockReadsBack(const std::string& value) const;
     std::string NameText(const std::string& name) const;
     std::string RenderSectionLine(const TableEntry& entry) const;
     std::string RenderListingParameter(std::uint32_t row) const;

@@ -394,10 +394,10 @@ const NewFileCase kNewFiles[] = {
 INSTANTIATE_TEST_SUITE_P(ProfileWrite, ProfileWriteNewFile, ::testing::ValuesIn(kNewFiles),
                          [](const auto& info) { return std::string(info.param.name); });
 
-// Names that no file can carry so that they read back fail the write before
-// anything changes: "]" or a line end in a section name, a quote or a line end
-// in a parameter name.
-TEST(ProfileWrite, NameThatWouldNotReadBackLeavesTheFileAsItWas)
+// Names and values that no file can carry so that they read back fail the
+// write before anything changes: "]" or a line end in a section name, a quote
+// or a line end in a parameter name, a line that would end a block value.
+TEST(ProfileWrite, NameOrValueThatWouldNotReadBackLeavesTheFileAsItWas)
 {
     const struct {
         long flags;
@@ -409,6 +409,10 @@ TEST(ProfileWrite, NameThatWouldNotReadBackLeavesTheFileAsItWas)
         {kListing, "S|S|...|...\nP|say\"hi|1|...\n", "FILE|Parameter|say\"hi|0|"},
         {kListing, "P|a\\rb|1|...\n", "FILE|Parameter|a\rb|0|"},
         {0, "...|K\\nL\nS|1\n", "FILE|Parameter|K\\nL|0|"},
+        // A value line that would end its block early.
+        {kListing, "S|S|...|...\nP|K|]|...\n", "FILE|IDENTIFIER|]|0|"},
+        {kListing, "S|S|...|...\nP|K|a\\r\\n  ] b|...\n", "FILE|IDENTIFIER|a\r\\n  ] b|0|"},
+        {0, "...|K\nS|[x]\n", "FILE|IDENTIFIER|[x]|0|"},
     };
     const std::string content = "[S] ; kept\nK = 1\n";
     for (const auto& c : cases) {
