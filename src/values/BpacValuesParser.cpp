@@ -38,6 +38,8 @@ bool IsTypeLetter(std::string_view text)
 std::string CleanComment(std::string_view text)
 {
     std::string result = ReplaceChars(text, ' ', '\r', '\n');
+    // The end-of-text byte would hide the rest of the file from reading.
+    result = ReplaceChars(result, ' ', '\x1a', '\x1a');
     while (!result.empty() && result.back() == ' ')
         result.pop_back();
     return result;
@@ -315,10 +317,11 @@ std::string CBpacValuesParser::WritableCell(std::uint32_t row, std::uint32_t col
     if (!cell || *cell == kEmptyCell || *cell == kDeleteMark)
         return std::string(empty);
     // A line break, a brace or a ";" would end the value line, the block or
-    // the values when the file is read: they are written as blanks.
+    // the values when the file is read, and the end-of-text byte the whole
+    // text: they are written as blanks.
     std::string text = ReplaceChars(*cell, ' ', '\r', '\n');
     text = ReplaceChars(text, ' ', '{', '}');
-    return ReplaceChars(text, ' ', ';', ';');
+    return ReplaceChars(text, ' ', ';', '\x1a');
 }
 
 std::string CBpacValuesParser::WritableComment(std::uint32_t row) const

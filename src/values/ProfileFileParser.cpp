@@ -410,6 +410,8 @@ std::string CommentPart(const std::string& cell)
         --end;
     std::string part = " ; ";
     part += ReplaceChars(std::string_view(cell).substr(0, end), ' ', '\r', '\n');
+    // The end-of-text byte would hide the rest of the file from reading.
+    part = ReplaceChars(part, ' ', '\x1a', '\x1a');
     return part;
 }
 
@@ -618,8 +620,13 @@ bool CProfileFileParser::NamesReadBack(const std::vector<TableEntry>& entries,
             return fail("Section", entry.name);
     std::vector<std::string> parameters;
     std::vector<std::string> blocks;  // values that go in as blocks
+    std::string cut;                  // a value holding the end-of-text byte
     auto addValue = [&](const std::string& value, bool asBlock) {
-        if (value != kEmptyCell && value != kDeleteMark && asBlock)
+        if (value == kEmptyCell || value == kDeleteMark)
+            return;
+        if (value.find('\x1a') != std::string::npos && cut.empty())
+            cut = value;
+        if (asBlock)
             blocks.push_back(value);
     };
     if (listing_) {
@@ -646,6 +653,8 @@ bool CProfileFileParser::NamesReadBack(const std::vector<TableEntry>& entries,
     for (const std::string& name : parameters)
         if (name.find_first_of("\"\r\n\x1a") != std::string::npos)
             return fail("Parameter", name);
+    if (!cut.empty())
+        return fail("IDENTIFIER", cut);
     for (const std::string& value : blocks)
         if (!BlockReadsBack(value))
             return fail("IDENTIFIER", value);

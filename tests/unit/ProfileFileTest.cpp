@@ -388,6 +388,10 @@ const NewFileCase kNewFiles[] = {
      "[S]\nK = [\none\n  two;\n]\n", nullptr, nullptr},
     // A column without a name has nothing to write its values under; its
     // empty-cell byte in the file would hide every later line from reading.
+    {"CommentWithEndOfTextByteIsWrittenWithABlank", kListing,
+     "S|S|...|a\x1a"
+     "b\n",
+     "[S] ; a b\n", nullptr, "S|S|...|a b\n"},
     {"SelectionColumnWithoutNameIsNotWritten", 0, "...|K|...\nS|1|lost\nT|2|...\n",
      "[S]\nK = \"1\"\n[T]\nK = \"2\"\n", "...|K\n*\n", "...|K\nS|1\nT|2\n"}};
 
@@ -413,6 +417,11 @@ TEST(ProfileWrite, NameOrValueThatWouldNotReadBackLeavesTheFileAsItWas)
         {kListing, "S|S|...|...\nP|K|]|...\n", "FILE|IDENTIFIER|]|0|"},
         {kListing, "S|S|...|...\nP|K|a\\r\\n  ] b|...\n", "FILE|IDENTIFIER|a\r\\n  ] b|0|"},
         {0, "...|K\nS|[x]\n", "FILE|IDENTIFIER|[x]|0|"},
+        // The end-of-text byte would hide the rest of the file from reading.
+        {kListing,
+         "S|S|...|...\nP|K|a\x1a"
+         "b|...\n",
+         "FILE|IDENTIFIER|a|b|0|"},
     };
     const std::string content = "[S] ; kept\nK = 1\n";
     for (const auto& c : cases) {
