@@ -466,8 +466,13 @@ bool CBpacValuesParser::WriteRows()
             line += value;
         }
         const std::string comment = WritableComment(r);
-        if (!comment.empty())
+        if (!comment.empty()) {
+            // A line of blanks and a comment would read as a comment line, and
+            // the row would be gone: a bare "#" keeps it a value line.
+            if (!lineStarted)
+                line.replace(0, std::min(line.size(), kRowIdLead.size()), kRowIdLead);
             line += "  ; " + comment;
+        }
         line += '\n';
         WriteAtColumn(line, 0);
     }
