@@ -116,6 +116,8 @@ protected:
     void DiscardTemp();
     // True when the output is a temporary file whose content is complete.
     bool HasTempFile() const { return !tempFileName.empty(); }
+    // The current line as it stands in the source (tabs not expanded).
+    const std::string& RawLine() const { return rawLine_; }
     // The source's line ends are CR LF.
     bool crlf = false;
     bool outputFailed = false;

@@ -168,7 +168,12 @@ CDeclarationParser::LineView CDeclarationParser::ViewOfCurrentLine() const
     std::size_t pos = 0;
     while (pos < line.size() && ClassOf(line[pos]) == kSpaceChar && line[pos] != '\0')
         ++pos;
-    view.indent = line.substr(0, pos);
+    // The indentation as the file has it: tabs stay tabs.
+    const std::string& raw = RawLine();
+    std::size_t rawEnd = 0;
+    while (rawEnd < raw.size() && ClassOf(raw[rawEnd]) == kSpaceChar && raw[rawEnd] != '\0')
+        ++rawEnd;
+    view.indent = raw.substr(0, rawEnd);
     const std::size_t textStart = pos;
     view.firstToken = TokenAt(line, pos);
     const std::size_t afterFirst = pos;

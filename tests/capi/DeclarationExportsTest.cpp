@@ -49,11 +49,11 @@ TEST_F(DeclarationExports, CrLfFileStaysCrLf)
 {
     const std::string file = dir.Write("P.SRC", "{ VAR\r\n\tA = 1\r\n}\r\n");
     ASSERT_EQ(IntpInsertDecl(file.c_str(), "VAR", "A = 5 ; set", err), -1);
-    EXPECT_EQ(dir.Read("P.SRC"), "{ VAR\r\n        A = 5 ; set\r\n}\r\n");
+    EXPECT_EQ(dir.Read("P.SRC"), "{ VAR\r\n\tA = 5 ; set\r\n}\r\n");
     ASSERT_EQ(IntpInsertDecl(file.c_str(), "VAR", "B = 6", err), -1);
-    EXPECT_EQ(dir.Read("P.SRC"), "{ VAR\r\n        A = 5 ; set\r\n        B = 6\r\n}\r\n");
+    EXPECT_EQ(dir.Read("P.SRC"), "{ VAR\r\n\tA = 5 ; set\r\n\tB = 6\r\n}\r\n");
     ASSERT_EQ(IntpRemoveDecl(file.c_str(), "VAR", "a", err), -1);
-    EXPECT_EQ(dir.Read("P.SRC"), "{ VAR\r\n        B = 6\r\n}\r\n");
+    EXPECT_EQ(dir.Read("P.SRC"), "{ VAR\r\n\tB = 6\r\n}\r\n");
 }
 
 // A declaration that does not parse is refused before the file is opened: a
