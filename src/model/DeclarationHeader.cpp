@@ -205,6 +205,7 @@ bool CDeclarationHeaderParser::ParseDeclaration(const KindGrammar& grammar, int 
     declarationKind = kind;
     optionSeen_ = false;
     optionsReplaced_ = false;
+    newValueWritten_.fill(false);
     if (mode == kUpdate && !CheckNewValues())
         return false;
     GetToken();
@@ -261,6 +262,16 @@ void CDeclarationHeaderParser::StoreValue(int column, const std::string& text)
 {
     // The file's value goes back as "  Name = value"; a line that would grow
     // past what the reader takes in one piece continues on the next line.
+    if (mode == kUpdate && column >= 0 && column < kAttributeColumns) {
+        // Once the table's value of a column has been written, the file's
+        // further values of it go: they would read back in its place.
+        const std::string* current = Cell(column);
+        const auto index = static_cast<std::size_t>(column);
+        if (current && *current != kEmptyCell && *current != kDeleteMark)
+            newValueWritten_[index] = true;
+        else if (newValueWritten_[index] && column != kOptionColumn)
+            return;
+    }
     if (mode == kUpdate && outputColumn >= 0) {
         const std::string* cell = Cell(column);
         const std::size_t nameLength = ColumnName(column).size();

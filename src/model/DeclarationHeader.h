@@ -5,6 +5,7 @@
 // derives from it.
 #pragma once
 
+#include <array>
 #include <string>
 #include <string_view>
 
@@ -111,6 +112,8 @@ private:
     // column 2 replaces all of the file's options.
     bool optionSeen_ = false;
     bool optionsReplaced_ = false;
+    // Update mode: columns whose new value from the table has been met.
+    std::array<bool, kAttributeColumns> newValueWritten_{};
 };
 
 }  // namespace tolvik
