@@ -431,14 +431,23 @@ bool CMdlFileParser::WriteEntryLine(std::string_view name, std::string_view swit
                                     std::string_view comment)
 {
     const std::string_view text = TrimCommentEnd(comment);
-    // The line must read back as this entry: one word for the name, "/" and a
-    // word for each switch, and a comment that stays on its line.
-    if (!name.empty() && !IsOneWord(name)) {
+    // The line must read back as this entry: one word for the name (blanks
+    // around it do no harm), "/" and a word for each switch, and a comment
+    // that stays on its line.
+    const auto isBlank = [this](char c) { return c != '\n' && ClassOf(c) == kSpaceChar; };
+    std::string_view word = name;
+    while (!word.empty() && isBlank(word.front()))
+        word.remove_prefix(1);
+    while (!word.empty() && isBlank(word.back()))
+        word.remove_suffix(1);
+    if (!word.empty() && !IsOneWord(word)) {
         RefuseCell("IDENTIFIER", name);
         return false;
     }
+    const bool hasSwitches =
+        std::any_of(switches.begin(), switches.end(), [&](char c) { return !isBlank(c); });
     const std::string_view mismatch =
-        name.empty() && !switches.empty() ? "IDENTIFIER" : SwitchesMismatch(switches);
+        word.empty() && hasSwitches ? "IDENTIFIER" : SwitchesMismatch(switches);
     if (!mismatch.empty()) {
         RefuseCell(mismatch, switches);
         return false;

@@ -412,6 +412,22 @@ TEST(MdlFile, LongLinesAreWrittenSoThatTheyReadBack)
     }
 }
 
+TEST(MdlFile, BlanksAroundANameOrSwitchesAreWrittenAndReadBackWithoutThem)
+{
+    TempDir dir;
+    const std::string file = dir.Write("B.MDL", "{ TASK\nA.tse\n}\n");
+    auto table = std::make_unique<CAttributeList>();
+    table->columns = CMdlFileParser::kColumns;
+    for (const char* cell : {"A.tse", "1", " /X ", "", "\tB ", "1", "  ", ""})
+        table->AddAttribute(cell);
+    table->rows = 2;
+    RunResult update = RunParser(file, kUpdate, std::move(table));
+    ASSERT_TRUE(update.ok) << Escape(update.message);
+    RunResult read = RunParser(file, kRead);
+    ASSERT_TRUE(read.ok) << Escape(read.message);
+    EXPECT_EQ(Dump(read.list.get()), "A.tse|1|/X |\nB.tse|1||\n");
+}
+
 // Texts made of the model grammar's pieces in random order: whatever reads,
 // updates with its own table into a file that reads back, and a second update
 // changes nothing.
