@@ -391,6 +391,15 @@ TEST(MdlFile, LongLinesAreWrittenSoThatTheyReadBack)
     ASSERT_TRUE(read.ok) << Escape(read.message);
     EXPECT_EQ(Dump(read.list.get()), "A.tse|1||" + comment + "\nB.tse|1||\nQ.tse|1||\n");
 
+    // "{TASK;" gains a blank when rebuilt: a comment that then no longer fits
+    // goes on a line of its own.
+    const std::string brace = "{TASK;" + std::string(1015, 'b') + "\n";
+    dir.Write("L.MDL", brace + "A\n}\n");
+    read = RunParser(file, kRead);
+    ASSERT_TRUE(read.ok) << Escape(read.message);
+    ASSERT_TRUE(RunParser(file, kUpdate, std::move(read.list)).ok);
+    EXPECT_EQ(dir.Read("L.MDL"), "{ TASK\n;" + std::string(1015, 'b') + "\nA.tse\n}\n");
+
     // Write mode: a name of 1021 characters fits, one more does not.
     for (std::size_t length : {std::size_t{1021}, std::size_t{1022}}) {
         auto rows = std::make_unique<CAttributeList>();
