@@ -116,6 +116,9 @@ bool IsCycleUnit(std::string_view word)
     return false;
 }
 
+// The longest line that reads back whole (its line end not counted).
+constexpr std::size_t kLongestLine = kMaxLinePiece - 1;
+
 // A comment is written back without the blanks and line-end characters that
 // trail it.
 std::string TrimCommentEnd(std::string_view text)
@@ -202,6 +205,7 @@ bool CDeclarationHeaderParser::ParseDeclaration(const KindGrammar& grammar, int 
     declarationKind = kind;
     optionSeen_ = false;
     optionsReplaced_ = false;
+    newValueWritten_.fill(false);
     if (mode == kUpdate && !CheckNewValues())
         return false;
     GetToken();
@@ -234,7 +238,7 @@ bool CDeclarationHeaderParser::ParseBodyLine()
         const std::string comment = TrimCommentEnd(tokenText);
         if (!ExpectEndOfLine(nullptr, 2))
             return false;
-        StoreAttribute(-1, " ;" + comment + "\n");
+        WriteBodyComment(comment);
         return true;
     }
     if (!AtNewline()) {
@@ -246,6 +250,51 @@ bool CDeclarationHeaderParser::ParseBodyLine()
         StoreAttribute(-1, "\n");
     GetToken();
     return true;
+}
+
+bool CDeclarationHeaderParser::FitsOnLine(std::size_t length) const
+{
+    const std::size_t used = outputColumn < 0 ? 0 : static_cast<std::size_t>(outputColumn) + 1;
+    return used + length <= kLongestLine;
+}
+
+void CDeclarationHeaderParser::StoreValue(int column, const std::string& text)
+{
+    // The file's value goes back as "  Name = value"; a line that would grow
+    // past what the reader takes in one piece continues on the next line.
+    if (mode == kUpdate && column >= 0 && column < kAttributeColumns) {
+        // Once the table's value of a column has been written, the file's
+        // further values of it go: they would read back in its place.
+        const std::string* current = Cell(column);
+        const auto index = static_cast<std::size_t>(column);
+        if (current && *current != kEmptyCell && *current != kDeleteMark)
+            newValueWritten_[index] = true;
+        else if (newValueWritten_[index] && column != kOptionColumn)
+            return;
+    }
+    if (mode == kUpdate && outputColumn >= 0) {
+        const std::string* cell = Cell(column);
+        const std::size_t nameLength = ColumnName(column).size();
+        if (cell && *cell == kEmptyCell &&
+            !FitsOnLine(2 + (nameLength > 0 ? nameLength + 3 : 0) + text.size()))
+            WriteAtColumn("\n", 0);
+    }
+    StoreAttribute(column, text);
+}
+
+void CDeclarationHeaderParser::WriteBodyComment(const std::string& comment)
+{
+    if (mode != kUpdate)
+        return;
+    // " ;" + comment ends the line. Where that would make the line too long to
+    // read back, the blank goes first, then the comment takes a line of its
+    // own.
+    std::string text = " ;" + comment;
+    if (!FitsOnLine(text.size()) && outputColumn >= 0 && !FitsOnLine(text.size() - 1))
+        WriteAtColumn("\n", 0);
+    if (!FitsOnLine(text.size()))
+        text.erase(0, 1);
+    WriteAtColumn(text + "\n", 0);
 }
 
 bool CDeclarationHeaderParser::ParseAttribute()
@@ -289,7 +338,7 @@ bool CDeclarationHeaderParser::ParseSimpleAttribute(int attribute)
     }
     if (!ExpectEqualsAndWord())
         return false;
-    StoreAttribute(simple.column, tokenText);
+    StoreValue(simple.column, tokenText);
     GetToken();
     return true;
 }
@@ -342,7 +391,7 @@ bool CDeclarationHeaderParser::ParseCycle()
         value += tokenText;
         GetToken();
     }
-    StoreAttribute(kCycleColumn, value);
+    StoreValue(kCycleColumn, value);
     return true;
 }
 
@@ -371,7 +420,7 @@ bool CDeclarationHeaderParser::ParseDefaults()
     const std::string value = tokenText;
     for (std::size_t i = 0; i < named.size(); ++i)
         if (named[i])
-            StoreAttribute(kDefLColumn + static_cast<int>(i), value);
+            StoreValue(kDefLColumn + static_cast<int>(i), value);
     GetToken();
     return true;
 }
@@ -398,9 +447,9 @@ bool CDeclarationHeaderParser::ParseOption()
         optionSeen_ = true;
         const std::string* cell = Cell(kOptionColumn);
         optionsReplaced_ = cell && *cell != kEmptyCell && *cell != kDeleteMark;
-        StoreAttribute(kOptionColumn, option);
+        StoreValue(kOptionColumn, option);
     } else if (!optionsReplaced_) {
-        StoreAttribute(kOptionColumn, option);
+        StoreValue(kOptionColumn, option);
     }
     return true;
 }
@@ -419,7 +468,9 @@ bool CDeclarationHeaderParser::CheckNewValues()
             tokenText = ColumnName(column);
             return false;
         }
-        if (!ValueReadsBack(column, *cell)) {
+        const std::size_t nameLength = ColumnName(column).size();
+        const bool fits = 2 + (nameLength > 0 ? nameLength + 3 : 0) + cell->size() <= kLongestLine;
+        if (!fits || !ValueReadsBack(column, *cell)) {
             ReportExpected(column == kOptionColumn ? "/" : "IDENTIFIER");
             tokenText = *cell;
             return false;

@@ -5,6 +5,7 @@
 // derives from it.
 #pragma once
 
+#include <array>
 #include <string>
 #include <string_view>
 
@@ -98,12 +99,21 @@ private:
     bool ParseSimpleAttribute(int attribute);
     bool ExpectEqualsAndWord();
     bool ValueReadsBack(int column, std::string_view value) const;
+    // Update mode: whether `length` more characters fit on the output line.
+    bool FitsOnLine(std::size_t length) const;
+    // StoreAttribute, starting a new line first when a value kept from the
+    // file would not fit on the current one.
+    void StoreValue(int column, const std::string& text);
+    // Update mode: the comment that ends a body line, with its line end.
+    void WriteBodyComment(const std::string& comment);
 
     const KindGrammar* grammar_ = nullptr;
     // Update mode: an option of the file has been met; the table's new value of
     // column 2 replaces all of the file's options.
     bool optionSeen_ = false;
     bool optionsReplaced_ = false;
+    // Update mode: columns whose new value from the table has been met.
+    std::array<bool, kAttributeColumns> newValueWritten_{};
 };
 
 }  // namespace tolvik

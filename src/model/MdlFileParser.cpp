@@ -27,6 +27,10 @@ constexpr std::array<SectionInfo, 3> kSections = {{
 
 // The column at which an entry's comment starts.
 constexpr int kCommentColumn = 25;
+// The longest line that reads back whole (its line end not counted).
+constexpr std::size_t kLongestLine = kMaxLinePiece - 1;
+// A text-mode reader takes this byte for the end of the text.
+constexpr char kEndOfTextByte = '\x1a';
 
 bool IsPunctuator(const CScanner& scanner, std::string_view text)
 {
@@ -227,8 +231,16 @@ bool CMdlFileParser::ParseCommentLine()
             // A comment line goes out once, as it stands, with its own line end.
             CopyCurrentLine();
         } else {
-            // A comment after "{ TASK" or "}" stays on that line.
-            WriteAtColumn(skippedSpace + ";" + tokenText + "\n", 0);
+            // A comment after "{ TASK" or "}" stays on that line, unless the
+            // line would grow too long to read back ("{TASK;" gains a blank).
+            const std::size_t used = static_cast<std::size_t>(outputColumn) + 1;
+            const std::string text = ";" + tokenText + "\n";
+            std::string lead = skippedSpace;
+            if (used + lead.size() + text.size() - 1 > kLongestLine)
+                lead.clear();
+            if (used + text.size() - 1 > kLongestLine)
+                lead = "\n";
+            WriteAtColumn(lead + text, 0);
         }
     }
     NextToken();
@@ -284,6 +296,8 @@ bool CMdlFileParser::ParseSection()
         std::string beforeBrace = outputColumn >= 0 ? skippedSpace : std::string();
         if (firstOccurrence && WriteUnclaimedRows(section))
             beforeBrace.clear();
+        if (!parseOk)
+            return false;
         WriteAtColumn(beforeBrace + "}", 0);
     }
     NextToken();
@@ -382,15 +396,91 @@ void CMdlFileParser::OnEntry(Entry& entry, const std::string& before)
     }
 }
 
-void CMdlFileParser::WriteEntryLine(std::string_view name, std::string_view switches,
+bool CMdlFileParser::IsOneWord(std::string_view text) const
+{
+    if (text.empty() || text.size() > static_cast<std::size_t>(kMaxToken))
+        return false;
+    for (char c : text)
+        if (c == '\0' || c == kEndOfTextByte || ClassOf(c) != kWordChar)
+            return false;
+    return true;
+}
+
+std::string_view CMdlFileParser::SwitchesMismatch(std::string_view switches) const
+{
+    std::size_t i = 0;
+    const auto skipSpace = [&] {
+        while (i < switches.size() && switches[i] != '\n' && ClassOf(switches[i]) == kSpaceChar)
+            ++i;
+    };
+    for (skipSpace(); i < switches.size(); skipSpace()) {
+        if (switches[i] != '/')
+            return "/";
+        ++i;
+        skipSpace();
+        std::size_t end = i;
+        while (end < switches.size() && switches[end] != '\0' && switches[end] != kEndOfTextByte &&
+               ClassOf(switches[end]) == kWordChar)
+            ++end;
+        if (end == i || end - i > static_cast<std::size_t>(kMaxToken))
+            return "IDENTIFIER";
+        i = end;
+    }
+    return {};
+}
+
+void CMdlFileParser::RefuseCell(std::string_view expected, std::string_view cell)
+{
+    ReportExpected(expected);
+    tokenText = cell;
+}
+
+bool CMdlFileParser::WriteEntryLine(std::string_view name, std::string_view switches,
                                     std::string_view comment)
 {
+    const std::string_view text = TrimCommentEnd(comment);
+    // The line must read back as this entry: one word for the name (blanks
+    // around it do no harm), "/" and a word for each switch, and a comment
+    // that stays on its line.
+    const auto isBlank = [this](char c) { return c != '\n' && ClassOf(c) == kSpaceChar; };
+    std::string_view word = name;
+    while (!word.empty() && isBlank(word.front()))
+        word.remove_prefix(1);
+    while (!word.empty() && isBlank(word.back()))
+        word.remove_suffix(1);
+    if (!word.empty() && !IsOneWord(word)) {
+        RefuseCell("IDENTIFIER", name);
+        return false;
+    }
+    const bool hasSwitches =
+        std::any_of(switches.begin(), switches.end(), [&](char c) { return !isBlank(c); });
+    const std::string_view mismatch =
+        word.empty() && hasSwitches ? "IDENTIFIER" : SwitchesMismatch(switches);
+    if (!mismatch.empty()) {
+        RefuseCell(mismatch, switches);
+        return false;
+    }
+    if (text.find_first_of(std::string_view("\n\0\x1a", 3)) != std::string_view::npos) {
+        RefuseCell("NEWLINE", comment);
+        return false;
+    }
+    // A line is read in pieces of limited length: a longer one would not read
+    // back. The comment column gives way first.
+    const std::size_t start = outputColumn < 0 ? 0 : static_cast<std::size_t>(outputColumn) + 1;
+    const std::size_t entryEnd = start + name.size() + switches.size();
+    const std::size_t commentLength = text.empty() ? 0 : 2 + text.size();
+    const bool padded =
+        std::max<std::size_t>(entryEnd, kCommentColumn) + commentLength <= kLongestLine;
+    if (!padded && entryEnd + commentLength > kLongestLine) {
+        RefuseCell("NEWLINE", text.empty() ? name : comment);
+        return false;
+    }
     WriteAtColumn(name, 0);
     WriteAtColumn(switches, 0);
-    const std::string_view text = TrimCommentEnd(comment);
     if (!text.empty())
-        WriteAtColumn("; " + std::string(text), kCommentColumn);
+        WriteAtColumn("; " + std::string(text), padded ? kCommentColumn : 0);
     WriteAtColumn("\n", 0);
+    return true;
 }
 
 const std::string* CMdlFileParser::RowCell(std::uint32_t row, int column) const
@@ -489,8 +579,9 @@ bool CMdlFileParser::WriteUnclaimedRows(int section)
         if (!wrote && outputColumn >= 0)
             WriteAtColumn("\n", 0);  // "{ TASK }" on one line: the rows go between
         wrote = true;
-        WriteEntryLine(TableValue(RowCell(row, 0)), TableValue(switches),
-                       TableValue(RowCell(row, 3)));
+        if (!WriteEntryLine(TableValue(RowCell(row, 0)), TableValue(switches),
+                            TableValue(RowCell(row, 3))))
+            break;
     }
     unclaimed_[section].clear();
     return wrote;
@@ -525,8 +616,9 @@ void CMdlFileParser::WriteFromTable()
             const std::string* switches = RowCell(row, 2);
             if (switches && *switches == kDeleteMark)
                 continue;
-            WriteEntryLine(TableValue(RowCell(row, 0)), TableValue(switches),
-                           TableValue(RowCell(row, 3)));
+            if (!WriteEntryLine(TableValue(RowCell(row, 0)), TableValue(switches),
+                                TableValue(RowCell(row, 3))))
+                return;
         }
         WriteAtColumn("}\n", 0);
     }

@@ -66,8 +66,17 @@ private:
     // Write mode.
     void WriteFromTable();
 
-    // Writes one entry line: name, switches, "; " + comment at column 25.
-    void WriteEntryLine(std::string_view name, std::string_view switches, std::string_view comment);
+    // Writes one entry line: name, switches, "; " + comment at column 25 (or
+    // directly after the switches when the padded line would be too long to
+    // read back). A line that would not read back as this entry is not
+    // written: the run fails and false is returned.
+    bool WriteEntryLine(std::string_view name, std::string_view switches, std::string_view comment);
+    // Whether `text` reads back as one word.
+    bool IsOneWord(std::string_view text) const;
+    // What reading `switches` back would miss: "" when they read back as a run
+    // of "/" + word, else "/" or "IDENTIFIER".
+    std::string_view SwitchesMismatch(std::string_view switches) const;
+    void RefuseCell(std::string_view expected, std::string_view cell);
     // The row's cell, or null when the table has no such cell.
     const std::string* RowCell(std::uint32_t row, int column) const;
     int RowKind(std::uint32_t row) const;

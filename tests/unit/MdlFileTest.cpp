@@ -9,6 +9,8 @@
 //   NAME.out      the file after an update with NAME.table
 //   NAME.written  the file after a write with NAME.table
 //   NAME.left     the rows left in the table afterwards (none when absent)
+//   NAME.refused  an update with NAME.table that is refused because the file
+//                 would not read back: "expected|token|line"
 // Cells and error items take the escapes \n, \xHH and \\.
 #include "model/MdlFileParser.h"
 
@@ -143,6 +145,7 @@ class MdlReadCase : public MdlCase {};
 class MdlUpdateCase : public MdlCase {};
 class MdlWriteCase : public MdlCase {};
 class MdlFailureCase : public MdlCase {};
+class MdlRefusedCase : public MdlCase {};
 
 TEST_P(MdlReadCase, ReadGivesTheTable)
 {
@@ -251,6 +254,25 @@ TEST_P(MdlFailureCase, FailureRecordNamesWhatWasExpected)
     EXPECT_EQ(dir.Files(), std::vector<std::string>{"MODEL.MDL"});
 }
 
+// A table whose cells would not read back as the entries they stand for is
+// not written: the update fails and the file stays as it was.
+TEST_P(MdlRefusedCase, UpdateIsRefusedAndTheFileKept)
+{
+    const std::string file = dir.Write("MODEL.MDL", Input());
+    std::string line = ReadBytes(Part(".refused"));
+    line.erase(line.find_last_not_of('\n') + 1);
+    std::string expected = file + '\x1a';
+    for (const std::string& item : SplitCells(line))
+        expected += Unescape(item) + '\x1a';
+    RunResult update = RunParser(file, kUpdate, LoadTable(Part(".table")));
+    EXPECT_FALSE(update.ok);
+    EXPECT_EQ(Escape(update.message), Escape(expected));
+    EXPECT_EQ(dir.Read("MODEL.MDL"), Input());
+    EXPECT_EQ(dir.Files(), std::vector<std::string>{"MODEL.MDL"});
+}
+
+INSTANTIATE_TEST_SUITE_P(Golden, MdlRefusedCase, ::testing::ValuesIn(CaseNames("mdl", ".refused")),
+                         CaseTestName);
 INSTANTIATE_TEST_SUITE_P(Golden, MdlReadCase, ::testing::ValuesIn(CaseNames("mdl", ".rows")),
                          CaseTestName);
 INSTANTIATE_TEST_SUITE_P(Golden, MdlUpdateCase, ::testing::ValuesIn(CaseNames("mdl", ".out")),
@@ -348,6 +370,71 @@ TEST(MdlFile, TableWithoutColumnsLeavesTheEntries)
     ASSERT_TRUE(update.ok);
     EXPECT_EQ(dir.Read("Z.MDL"), text);
     EXPECT_EQ(update.list->Count(), 1u);
+}
+
+// A line is read in pieces of limited length. An entry whose comment would
+// pass that length once moved to its column is written with the comment right
+// after the name, and a row too long for any layout is refused.
+TEST(MdlFile, LongLinesAreWrittenSoThatTheyReadBack)
+{
+    TempDir dir;
+    const std::string comment(1010, 'x');
+    const std::string file = dir.Write("L.MDL", "{ TASK\nA ;" + comment + "\nB\n}\n");
+    auto table = std::make_unique<CAttributeList>();
+    table->columns = CMdlFileParser::kColumns;
+    for (const char* cell : {"Q", "1", "", ""})
+        table->AddAttribute(cell);
+    table->rows = 1;
+    ASSERT_TRUE(RunParser(file, kUpdate, std::move(table)).ok);
+    EXPECT_EQ(dir.Read("L.MDL"), "{ TASK\nA.tse; " + comment + "\nB.tse\nQ\n}\n");
+    RunResult read = RunParser(file, kRead);
+    ASSERT_TRUE(read.ok) << Escape(read.message);
+    EXPECT_EQ(Dump(read.list.get()), "A.tse|1||" + comment + "\nB.tse|1||\nQ.tse|1||\n");
+
+    // "{TASK;" gains a blank when rebuilt: a comment that then no longer fits
+    // goes on a line of its own.
+    const std::string brace = "{TASK;" + std::string(1015, 'b') + "\n";
+    dir.Write("L.MDL", brace + "A\n}\n");
+    read = RunParser(file, kRead);
+    ASSERT_TRUE(read.ok) << Escape(read.message);
+    ASSERT_TRUE(RunParser(file, kUpdate, std::move(read.list)).ok);
+    EXPECT_EQ(dir.Read("L.MDL"), "{ TASK\n;" + std::string(1015, 'b') + "\nA.tse\n}\n");
+
+    // Write mode: a name of 1021 characters fits, one more does not.
+    for (std::size_t length : {std::size_t{1021}, std::size_t{1022}}) {
+        auto rows = std::make_unique<CAttributeList>();
+        rows->columns = CMdlFileParser::kColumns;
+        for (const std::string& cell :
+             {std::string(length, 'N'), std::string("1"), std::string(), std::string()})
+            rows->AddAttribute(cell);
+        rows->rows = 1;
+        const std::string before = dir.Read("L.MDL");
+        RunResult write = RunParser(file, kWrite, std::move(rows));
+        EXPECT_EQ(write.ok, length == 1021) << length;
+        if (!write.ok) {
+            EXPECT_EQ(dir.Read("L.MDL"), before);
+            continue;
+        }
+        RunResult again = RunParser(file, kRead);
+        ASSERT_TRUE(again.ok) << Escape(again.message);
+        EXPECT_EQ(*again.list->GetAttribute(0, 0), std::string(length, 'N') + ".tse");
+    }
+}
+
+TEST(MdlFile, BlanksAroundANameOrSwitchesAreWrittenAndReadBackWithoutThem)
+{
+    TempDir dir;
+    const std::string file = dir.Write("B.MDL", "{ TASK\nA.tse\n}\n");
+    auto table = std::make_unique<CAttributeList>();
+    table->columns = CMdlFileParser::kColumns;
+    for (const char* cell : {"A.tse", "1", " /X ", "", "\tB ", "1", "  ", ""})
+        table->AddAttribute(cell);
+    table->rows = 2;
+    RunResult update = RunParser(file, kUpdate, std::move(table));
+    ASSERT_TRUE(update.ok) << Escape(update.message);
+    RunResult read = RunParser(file, kRead);
+    ASSERT_TRUE(read.ok) << Escape(read.message);
+    EXPECT_EQ(Dump(read.list.get()), "A.tse|1|/X |\nB.tse|1||\n");
 }
 
 // Texts made of the model grammar's pieces in random order: whatever reads,

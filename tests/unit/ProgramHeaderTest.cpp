@@ -227,6 +227,39 @@ TEST(ProgramHeader, LeadingCommentLongerThanOneReadIsCopiedOnce)
     EXPECT_EQ(dir.Read("MODULE.SRC"), leading + "{ TEXT\n  Name = T\n}\n" + rest);
 }
 
+// Lines near the longest the reader takes in one piece grow when rebuilt
+// ("PRI=5" becomes "  PRI = 5"). They are broken where they would pass it, so
+// the update reads back and every comment is kept once.
+TEST(ProgramHeader, LongBodyLinesAreRebuiltSoThatTheyReadBack)
+{
+    TempDir dir;
+    const std::string y(1015, 'y');
+    const std::string x(1020, 'x');
+    const std::string z(1005, 'z');
+    const std::string n(1003, 'n');
+    const std::string file =
+        dir.Write("LONG.SRC", "{TASK;" + y + "\n;" + x + "\nPLA=1 ELA=2 NAME=" + n +
+                                  "\nPRI=5 $BUF=6;" + z + "\n}\nrest\n");
+    Outcome read = RunHeader(file, kRead);
+    ASSERT_TRUE(read.ok) << MessageAfterName(read.message, file);
+    const std::string cells = Cells(*read.table);
+    // A table without cells keeps every value of the file.
+    ASSERT_TRUE(RunHeader(file, kUpdate, std::make_unique<CAttributeList>()).ok);
+    const std::string once = dir.Read("LONG.SRC");
+    EXPECT_EQ(once, "{ TASK\n ;" + y + "\n;" + x + "\n  PLA = 1  ELA = 2\n  Name = " + n +
+                        "\n  PRI = 5  $BUF = 6\n ;" + z + "\n}\nrest\n");
+    Outcome again = RunHeader(file, kRead);
+    ASSERT_TRUE(again.ok) << MessageAfterName(again.message, file);
+    EXPECT_EQ(Cells(*again.table), cells);
+    ASSERT_TRUE(RunHeader(file, kUpdate, std::make_unique<CAttributeList>()).ok);
+    EXPECT_EQ(dir.Read("LONG.SRC"), once);
+
+    // A new value too long for a line of its own is refused.
+    read.table->SetAttribute(1, std::string(1014, 'n'));
+    EXPECT_FALSE(RunHeader(file, kUpdate, std::move(read.table)).ok);
+    EXPECT_EQ(dir.Read("LONG.SRC"), once);
+}
+
 class CodePageHeader : public ::testing::Test {
 protected:
     void SetUp() override { SetCodePages(437, 1252); }
