@@ -198,6 +198,39 @@ void CEmbeddedFileParser::Insert()
     CopyRest();
 }
 
+bool CEmbeddedFileParser::WritableBlock()
+{
+    // The name stands between double quotes on a line of its own.
+    const std::size_t bad = embeddedName_.find_first_of("\"\r\n");
+    if (bad != std::string::npos) {
+        Fail(kStartWord, embeddedName_, std::string(1, embeddedName_[bad]));
+        return false;
+    }
+    // A content line that a read takes for the end marker would cut the block
+    // short, and a later replacement would leave the rest behind.
+    const std::string upperEnd = ToUpper(kEndWord);
+    const std::string upperName = ToUpper(embeddedName_);
+    const std::string body = content_ ? RemoveChars(*content_, '\r', '\x1a') : std::string();
+    for (std::size_t begin = 0; begin < body.size();) {
+        const std::size_t end = body.find('\n', begin);
+        const std::string line =
+            body.substr(begin, end == std::string::npos ? std::string::npos : end - begin);
+        const std::string upper = ToUpper(line);
+        if (upper.find(upperEnd) != std::string::npos &&
+            upper.find(upperName) != std::string::npos) {
+            const std::vector<std::string> tokens = LineTokens(line, charClass, 1);
+            if (!tokens.empty() && tokens[0] == ";") {
+                Fail(kEndWord, embeddedName_, line);
+                return false;
+            }
+        }
+        if (end == std::string::npos)
+            break;
+        begin = end + 1;
+    }
+    return true;
+}
+
 bool CEmbeddedFileParser::Run(std::unique_ptr<CAttributeList>& list, std::string& errorText)
 {
     BeginRun(list);
@@ -206,7 +239,7 @@ bool CEmbeddedFileParser::Run(std::unique_ptr<CAttributeList>& list, std::string
         if (reading != (action_ == Action::kReadOut)) {
             ReportExpected("MODE");  // an action the handler's mode cannot serve
             ReportFailureLocation();
-        } else {
+        } else if (reading || action_ == Action::kRemove || WritableBlock()) {
             switch (action_) {
                 case Action::kReadOut:
                     ReadOut();

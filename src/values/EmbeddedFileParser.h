@@ -53,6 +53,9 @@ private:
     // Passes over the body up to its end marker (keeping its lines in read
     // mode) and checks the end marker.
     bool PassBody();
+    // Whether the block to write reads back as the name and content given;
+    // reports the failure when not.
+    bool WritableBlock();
     void WriteBlock();
     void NextLine();
     void Fail(std::string_view marker, const std::string& name, std::string token);
