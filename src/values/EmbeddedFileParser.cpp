@@ -113,8 +113,9 @@ bool CEmbeddedFileParser::PassBody()
 {
     NextLine();
     while (!endOfInput && !IsEndMarkerLine()) {
-        if (mode == kRead)
-            attributes->AddText(lineBuffer);  // a line beyond both blocks is dropped
+        // A line beyond both blocks is dropped.
+        if (mode == kRead && attributes->AddText(lineBuffer) == 0 && firstDroppedLine == 0)
+            firstDroppedLine = lineNumber;
         NextLine();
     }
     if (endOfInput) {

@@ -43,6 +43,9 @@ public:
 
     // The line of the start marker that the run found (0 when none was found).
     int startLine = 0;
+    // Read mode: the first body line that neither text block could hold (0
+    // when the whole body was read).
+    int firstDroppedLine = 0;
 
 private:
     bool IsMarkerLine(std::string_view word, const std::string& name);
