@@ -21,11 +21,14 @@ bool IsTypeLetter(std::string_view word)
     return false;
 }
 
-// The name of a cell without the "( size )" an array carries.
+// The name of a cell without the size an array carries, whichever brackets
+// and blanks it is written with ("TABLE( 3 )", "TABLE [3]").
 std::string_view BareName(std::string_view cell)
 {
-    const std::size_t bracket = cell.find('(');
-    return bracket == std::string_view::npos ? cell : cell.substr(0, bracket);
+    std::string_view name = cell.substr(0, cell.find_first_of("(["));
+    while (!name.empty() && (name.back() == ' ' || name.back() == '\t'))
+        name.remove_suffix(1);
+    return name;
 }
 
 std::string TrimEnd(std::string text)

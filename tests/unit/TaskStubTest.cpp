@@ -163,6 +163,19 @@ TEST(TaskStub, ArrayRowIsWrittenOnceAtItsOwnLine)
     EXPECT_EQ(update.list->rows, 0u);  // every row found its line
 }
 
+TEST(TaskStub, ArrayRowMatchesItsLineWhateverSizeSpellingTheHostGaveIt)
+{
+    for (const char* name : {"TABLE[3]", "TABLE (3)", "TABLE [ 3 ]"}) {
+        Outcome read = ReadStub("I TABLE(3) = 1\n");
+        ASSERT_TRUE(read.ok);
+        read.list->SetAttribute(1, name);
+        Outcome update = UpdateStub("I TABLE(3) = 1\n", std::move(read.list));
+        ASSERT_TRUE(update.ok) << Visible(update.message);
+        EXPECT_EQ(update.output, "  I " + std::string(name) +
+                                     std::string(16 - std::string(name).size(), ' ') + "= 1\n");
+    }
+}
+
 TEST(TaskStub, ValuesJoinedByCommaReadBackAsTheSameList)
 {
     Outcome read = ReadStub("R A = 1\n$ S = x\n");
