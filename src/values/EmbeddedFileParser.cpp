@@ -201,8 +201,9 @@ void CEmbeddedFileParser::Insert()
 
 bool CEmbeddedFileParser::WritableBlock()
 {
-    // The name stands between double quotes on a line of its own.
-    const std::size_t bad = embeddedName_.find_first_of("\"\r\n");
+    // The name stands between double quotes on a line of its own; an
+    // end-of-text byte would end the file there for every reader.
+    const std::size_t bad = embeddedName_.find_first_of(std::string_view("\"\r\n\x1a", 4));
     if (bad != std::string::npos) {
         Fail(kStartWord, embeddedName_, std::string(1, embeddedName_[bad]));
         return false;

@@ -158,6 +158,9 @@ TEST(EmbeddedFile, BlockThatWouldNotReadBackIsNotWritten)
     const Case cases[] = {
         {"A\"B", "x\n", "FILE|EmbeddedFileStart \"A\"B\"|\"|1|"},
         {"A\nB", "x\n", "FILE|EmbeddedFileStart \"A\nB\"|\n|1|"},
+        {"A\x1a"
+         "B",
+         "x\n", "FILE|EmbeddedFileStart \"A|B\"|||1|"},
         {"X", "a\n; EmbeddedFileEnd \"X\"\nb\n",
          "FILE|EmbeddedFileEnd \"X\"|; EmbeddedFileEnd \"X\"|1|"},
         {"X", "a\r\n  ; embeddedfileend  XY",
