@@ -162,6 +162,33 @@ void CEmbeddedFileParser::ReadOut()
     PassBody();
 }
 
+void CEmbeddedFileParser::KeepTextBeforeMarker()
+{
+    // The marker begins at the line's first ";" outside a quoted text.
+    std::size_t at = 0;
+    char quote = 0;
+    for (; at < lineBuffer.size() && lineBuffer[at] != '\n'; ++at) {
+        const char c = lineBuffer[at];
+        if (quote != 0) {
+            if (c == quote)
+                quote = 0;
+        } else if (ClassOf(c) == kQuoteChar) {
+            quote = c;
+        } else if (c == ';') {
+            break;
+        }
+    }
+    const std::string before = lineBuffer.substr(0, at);
+    if (before.find_first_not_of(" \t\v\f\r") == std::string::npos)
+        return;
+    // The first line of a file is read as it stands, every other one converted.
+    if (lineNumber == 1)
+        WriteRaw(before);
+    else
+        WriteText(before);
+    WriteText("\n");
+}
+
 void CEmbeddedFileParser::Remove(bool writeNew)
 {
     if (!FindMarker(kStartWord, embeddedName_)) {
@@ -169,6 +196,8 @@ void CEmbeddedFileParser::Remove(bool writeNew)
         return;
     }
     startLine = lineNumber;
+    // What stands before the marker on its line is not the embedded file's.
+    KeepTextBeforeMarker();
     // The start marker, the body and the end marker are not copied.
     if (!PassBody())
         return;

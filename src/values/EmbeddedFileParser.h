@@ -60,6 +60,9 @@ private:
     // reports the failure when not.
     bool WritableBlock();
     void WriteBlock();
+    // Update mode: the text before the start marker on the current line, on a
+    // line of its own.
+    void KeepTextBeforeMarker();
     void NextLine();
     void Fail(std::string_view marker, const std::string& name, std::string token);
     void ReadOut();
