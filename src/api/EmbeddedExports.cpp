@@ -30,10 +30,13 @@ HandlerOutcome NotOpened(int status)
 }  // namespace
 
 HandlerOutcome ReadEmbeddedText(const std::string& file, const std::string& name,
-                                std::unique_ptr<CAttributeList>& list, bool* startFound)
+                                std::unique_ptr<CAttributeList>& list, bool* startFound,
+                                int* firstDroppedLine)
 {
     if (startFound)
         *startFound = false;
+    if (firstDroppedLine)
+        *firstDroppedLine = 0;
     if (file.size() > kMaxFileName)
         return NotOpened(kMissing);
     CEmbeddedFileParser reader(file, name, std::nullopt, std::nullopt, kRead);
@@ -41,6 +44,8 @@ HandlerOutcome ReadEmbeddedText(const std::string& file, const std::string& name
     HandlerOutcome outcome = RunHandler(reader, list);
     if (startFound)
         *startFound = reader.startLine > 0;
+    if (firstDroppedLine)
+        *firstDroppedLine = reader.firstDroppedLine;
     return outcome;
 }
 

@@ -14,9 +14,11 @@ namespace tolvik {
 
 // Reads the embedded file `name` of `file` into a new table's text blocks
 // (line ends LF, as read). `startFound` tells whether the start marker was
-// there. On failure `list` is null.
+// there; `firstDroppedLine` gets the first line of the file that the text
+// blocks could not hold (0 when none was dropped). On failure `list` is null.
 HandlerOutcome ReadEmbeddedText(const std::string& file, const std::string& name,
-                                std::unique_ptr<CAttributeList>& list, bool* startFound = nullptr);
+                                std::unique_ptr<CAttributeList>& list, bool* startFound = nullptr,
+                                int* firstDroppedLine = nullptr);
 
 // Stores `text` as the embedded file `name` of `file`. An existing one is
 // replaced where it stands when `replace` is set and otherwise kept as it is

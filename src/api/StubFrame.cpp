@@ -126,13 +126,22 @@ std::int32_t CloseStubFrame(const char* file, std::uint32_t* handle, const char*
         // from an empty section.
         std::unique_ptr<CAttributeList> extracted;
         bool found = false;
-        const HandlerOutcome read = ReadEmbeddedText(name, stubName, extracted, &found);
+        int dropped = 0;
+        const HandlerOutcome read = ReadEmbeddedText(name, stubName, extracted, &found, &dropped);
         if (!read.opened) {
             WriteNotOpened(err, read, name);
             return kFalse;
         }
         if (!read.ok && found) {
             WriteErrorRecord(err, "2", location, read.message);
+            return kFalse;
+        }
+        if (read.ok && dropped != 0) {
+            // The stored text is longer than a read holds: storing the update
+            // would lose the lines that were not read.
+            WriteErrorRecord(err, "2", location,
+                             name + '\x1a' + "EmbeddedFileEnd \"" + stubName + "\"" + '\x1a' +
+                                 '\x1a' + std::to_string(dropped) + '\x1a');
             return kFalse;
         }
         source = FrameStubText(

@@ -21,11 +21,14 @@ bool IsTypeLetter(std::string_view word)
     return false;
 }
 
-// The name of a cell without the "( size )" an array carries.
+// The name of a cell without the size an array carries, whichever brackets
+// and blanks it is written with ("TABLE( 3 )", "TABLE [3]").
 std::string_view BareName(std::string_view cell)
 {
-    const std::size_t bracket = cell.find('(');
-    return bracket == std::string_view::npos ? cell : cell.substr(0, bracket);
+    std::string_view name = cell.substr(0, cell.find_first_of("(["));
+    while (!name.empty() && (name.back() == ' ' || name.back() == '\t'))
+        name.remove_suffix(1);
+    return name;
 }
 
 std::string TrimEnd(std::string text)
@@ -33,6 +36,19 @@ std::string TrimEnd(std::string text)
     while (!text.empty() && (text.back() == ' ' || text.back() == '\r' || text.back() == '\n'))
         text.pop_back();
     return text;
+}
+
+// A name as the reader gives it back, for comparison: no blanks, a size in
+// round brackets whichever were written.
+std::string LooseName(std::string_view name)
+{
+    std::string result;
+    for (char c : name) {
+        if (c == ' ' || c == '\t')
+            continue;
+        result += c == '[' ? '(' : c == ']' ? ')' : c;
+    }
+    return result;
 }
 
 std::string Blanks(int count)
@@ -146,7 +162,7 @@ std::int32_t CTaskStubParser::FindRowByName(const std::string& name) const
     return -1;
 }
 
-void CTaskStubParser::WriteRow(std::uint32_t row)
+std::string CTaskStubParser::FormatRow(std::uint32_t row) const
 {
     std::string type = RowCell(row, 0);
     std::string name = RowCell(row, 1);
@@ -198,7 +214,50 @@ void CTaskStubParser::WriteRow(std::uint32_t row)
         line += "; " + TrimEnd(comment);
     }
     line += '\n';
-    WriteText(line);
+    return line;
+}
+
+// A row is written only when its line reads back as the row: a type that is
+// no type letter, a name that is not one word, a comment holding a line end
+// or a string holding both kinds of quote would leave a section that no
+// longer reads. The error names what a read of that line would have found.
+bool CTaskStubParser::WriteRow(std::uint32_t row)
+{
+    const std::string line = FormatRow(row);
+    CTaskStubParser reader("{ Code \n" + line + "}", true, "", "", kRead);
+    reader.noConversion = true;
+    std::unique_ptr<CAttributeList> read;
+    std::string message;
+    const bool ok = reader.Run(read, message);
+    if (ok && read && read->rows == 1 && RowReadsBackAs(row, *read)) {
+        WriteText(line);
+        return true;
+    }
+    std::vector<std::string> items;
+    for (std::size_t begin = 0, at = message.find('\x1a'); at != std::string::npos;
+         begin = at + 1, at = message.find('\x1a', begin))
+        items.push_back(message.substr(begin, at - begin));
+    if (!ok && items.size() >= 4) {
+        for (std::size_t i = 1; i + 2 < items.size(); ++i)
+            ReportExpected(items[i]);
+        tokenText = items[items.size() - 2];
+    } else {
+        ReportExpected("Comment, Newline");
+        tokenText = RowCell(row, 1);
+    }
+    return false;
+}
+
+bool CTaskStubParser::RowReadsBackAs(std::uint32_t row, const CAttributeList& read) const
+{
+    const auto cell = [&read](int column) {
+        const std::string* text = read.GetAttribute(0, column);
+        return text ? *text : std::string(kEmptyCell);
+    };
+    const std::string comment = RowCell(row, 3);
+    return cell(0) == RowCell(row, 0) && LooseName(cell(1)) == LooseName(RowCell(row, 1)) &&
+           cell(2) == RowCell(row, 2) &&
+           cell(3) == (comment == kEmptyCell ? std::string() : TrimEnd(comment));
 }
 
 void CTaskStubParser::FlushEmptyLines()
@@ -232,8 +291,9 @@ void CTaskStubParser::ParseDeclaration()
             // that never had a value reads that way and so stays as it stands.
             if (value == kEmptyCell && !DeclarationHasValue(lineBuffer))
                 CopyCurrentLine();
-            else if (value != kEmptyCell && value != kDeleteMark)
-                WriteRow(static_cast<std::uint32_t>(row));
+            else if (value != kEmptyCell && value != kDeleteMark &&
+                     !WriteRow(static_cast<std::uint32_t>(row)))
+                return;
             attributes->RemoveRow(static_cast<std::uint32_t>(row));
         }
     }
@@ -322,8 +382,8 @@ void CTaskStubParser::FinishUpdate()
     FlushEmptyLines();
     for (std::uint32_t row = 0; row < attributes->rows; ++row) {
         const std::string value = RowCell(row, 2);
-        if (value != kEmptyCell && value != kDeleteMark)
-            WriteRow(row);
+        if (value != kEmptyCell && value != kDeleteMark && !WriteRow(row))
+            return;
     }
     if (atWrapperEnd || tokenKind == kEndOfFile)
         return;

@@ -43,7 +43,12 @@ private:
     std::int32_t FindRowByName(const std::string& name) const;
     // The cell, with a column the table does not have read as empty.
     std::string RowCell(std::uint32_t row, std::uint32_t column) const;
-    void WriteRow(std::uint32_t row);
+    // The line that writes `row`, with its line end.
+    std::string FormatRow(std::uint32_t row) const;
+    // Writes the line of `row` when it reads back as that row; otherwise
+    // reports the failure and writes nothing.
+    bool WriteRow(std::uint32_t row);
+    bool RowReadsBackAs(std::uint32_t row, const CAttributeList& read) const;
     void FlushEmptyLines();
 
     std::string startName_;

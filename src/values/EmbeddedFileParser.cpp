@@ -113,8 +113,9 @@ bool CEmbeddedFileParser::PassBody()
 {
     NextLine();
     while (!endOfInput && !IsEndMarkerLine()) {
-        if (mode == kRead)
-            attributes->AddText(lineBuffer);  // a line beyond both blocks is dropped
+        // A line beyond both blocks is dropped.
+        if (mode == kRead && attributes->AddText(lineBuffer) == 0 && firstDroppedLine == 0)
+            firstDroppedLine = lineNumber;
         NextLine();
     }
     if (endOfInput) {
@@ -161,6 +162,33 @@ void CEmbeddedFileParser::ReadOut()
     PassBody();
 }
 
+void CEmbeddedFileParser::KeepTextBeforeMarker()
+{
+    // The marker begins at the line's first ";" outside a quoted text.
+    std::size_t at = 0;
+    char quote = 0;
+    for (; at < lineBuffer.size() && lineBuffer[at] != '\n'; ++at) {
+        const char c = lineBuffer[at];
+        if (quote != 0) {
+            if (c == quote)
+                quote = 0;
+        } else if (ClassOf(c) == kQuoteChar) {
+            quote = c;
+        } else if (c == ';') {
+            break;
+        }
+    }
+    const std::string before = lineBuffer.substr(0, at);
+    if (before.find_first_not_of(" \t\v\f\r") == std::string::npos)
+        return;
+    // The first line of a file is read as it stands, every other one converted.
+    if (lineNumber == 1)
+        WriteRaw(before);
+    else
+        WriteText(before);
+    WriteText("\n");
+}
+
 void CEmbeddedFileParser::Remove(bool writeNew)
 {
     if (!FindMarker(kStartWord, embeddedName_)) {
@@ -168,6 +196,8 @@ void CEmbeddedFileParser::Remove(bool writeNew)
         return;
     }
     startLine = lineNumber;
+    // What stands before the marker on its line is not the embedded file's.
+    KeepTextBeforeMarker();
     // The start marker, the body and the end marker are not copied.
     if (!PassBody())
         return;
@@ -198,6 +228,40 @@ void CEmbeddedFileParser::Insert()
     CopyRest();
 }
 
+bool CEmbeddedFileParser::WritableBlock()
+{
+    // The name stands between double quotes on a line of its own; an
+    // end-of-text byte would end the file there for every reader.
+    const std::size_t bad = embeddedName_.find_first_of(std::string_view("\"\r\n\x1a", 4));
+    if (bad != std::string::npos) {
+        Fail(kStartWord, embeddedName_, std::string(1, embeddedName_[bad]));
+        return false;
+    }
+    // A content line that a read takes for the end marker would cut the block
+    // short, and a later replacement would leave the rest behind.
+    const std::string upperEnd = ToUpper(kEndWord);
+    const std::string upperName = ToUpper(embeddedName_);
+    const std::string body = content_ ? RemoveChars(*content_, '\r', '\x1a') : std::string();
+    for (std::size_t begin = 0; begin < body.size();) {
+        const std::size_t end = body.find('\n', begin);
+        const std::string line =
+            body.substr(begin, end == std::string::npos ? std::string::npos : end - begin);
+        const std::string upper = ToUpper(line);
+        if (upper.find(upperEnd) != std::string::npos &&
+            upper.find(upperName) != std::string::npos) {
+            const std::vector<std::string> tokens = LineTokens(line, charClass, 1);
+            if (!tokens.empty() && tokens[0] == ";") {
+                Fail(kEndWord, embeddedName_, line);
+                return false;
+            }
+        }
+        if (end == std::string::npos)
+            break;
+        begin = end + 1;
+    }
+    return true;
+}
+
 bool CEmbeddedFileParser::Run(std::unique_ptr<CAttributeList>& list, std::string& errorText)
 {
     BeginRun(list);
@@ -206,7 +270,7 @@ bool CEmbeddedFileParser::Run(std::unique_ptr<CAttributeList>& list, std::string
         if (reading != (action_ == Action::kReadOut)) {
             ReportExpected("MODE");  // an action the handler's mode cannot serve
             ReportFailureLocation();
-        } else {
+        } else if (reading || action_ == Action::kRemove || WritableBlock()) {
             switch (action_) {
                 case Action::kReadOut:
                     ReadOut();

@@ -43,6 +43,9 @@ public:
 
     // The line of the start marker that the run found (0 when none was found).
     int startLine = 0;
+    // Read mode: the first body line that neither text block could hold (0
+    // when the whole body was read).
+    int firstDroppedLine = 0;
 
 private:
     bool IsMarkerLine(std::string_view word, const std::string& name);
@@ -53,7 +56,13 @@ private:
     // Passes over the body up to its end marker (keeping its lines in read
     // mode) and checks the end marker.
     bool PassBody();
+    // Whether the block to write reads back as the name and content given;
+    // reports the failure when not.
+    bool WritableBlock();
     void WriteBlock();
+    // Update mode: the text before the start marker on the current line, on a
+    // line of its own.
+    void KeepTextBeforeMarker();
     void NextLine();
     void Fail(std::string_view marker, const std::string& name, std::string token);
     void ReadOut();

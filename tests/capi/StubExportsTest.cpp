@@ -109,6 +109,26 @@ TEST_F(StubExports, CloseThatCannotStoreGivesTheInnerRecord)
               "  R A               = 1\n; EmbeddedFileEnd  \"S\"\n");
 }
 
+TEST_F(StubExports, StubLongerThanAReadHoldsIsNotCutByAnUpdate)
+{
+    // 6000 declarations of 22 characters: each text block holds 1454.
+    std::string body;
+    for (int i = 0; i < 6000; ++i) {
+        const std::string number = std::to_string(10000 + i);
+        body += "  R V" + number + "        = 1\n";
+    }
+    const std::string task =
+        "; EmbeddedFileStart  \"BIG\"\n" + body + "; EmbeddedFileEnd  \"BIG\"\nBEGIN\n";
+    WriteFile(task);
+    ASSERT_EQ(Open("BIG"), -1);
+    EXPECT_EQ(rows, 2908);
+    EXPECT_EQ(IntpCloseUpdateTaskStub(file.c_str(), &handle, "BIG", err), 0);
+    EXPECT_EQ(handle, 0u);
+    EXPECT_EQ(Error(),
+              Record("2|BIG in " + file + "|" + file + "|EmbeddedFileEnd \"BIG\"||2910||||"));
+    EXPECT_EQ(ReadFile(), task);
+}
+
 // Text and VPAC stubs: written whole, stored with their own header line.
 struct SectionStub {
     const char* label;

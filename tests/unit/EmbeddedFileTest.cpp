@@ -104,7 +104,9 @@ INSTANTIATE_TEST_SUITE_P(
                       GoldenCase{"replace_without_existing_goes_after_point", Op::kReplace,
                                  "LOCALS"},
                       GoldenCase{"replace_missing_end", Op::kReplace, "LOCALS"},
+                      GoldenCase{"replace_keeps_text_before_the_marker", Op::kReplace, "LOCALS"},
                       GoldenCase{"remove_block", Op::kRemove, "LOCALS"},
+                      GoldenCase{"remove_keeps_text_before_the_marker", Op::kRemove, "LOCALS"},
                       GoldenCase{"remove_block_at_end_without_line_end", Op::kRemove, "LOCALS"},
                       GoldenCase{"remove_missing_end", Op::kRemove, "LOCALS"},
                       GoldenCase{"remove_missing_start", Op::kRemove, "LOCALS"}),
@@ -143,6 +145,49 @@ TEST(EmbeddedFile, ReplacingRewritesTheFileOnceWithTheNewBlockWhereTheOldOneWas)
     EXPECT_EQ(dir.Read("t.tse"),
               "A\n; EmbeddedFileStart  \"X\"\nnew\n; EmbeddedFileEnd  \"X\"\nB\n");
     EXPECT_EQ(dir.Read("t.BAK"), original);
+}
+
+TEST(EmbeddedFile, BlockThatWouldNotReadBackIsNotWritten)
+{
+    // A name that cannot stand between quotes, or content with a line that a
+    // read takes for the end marker, would leave a block that reads back cut
+    // short (and that a later replacement would only half remove).
+    struct Case {
+        const char* name;
+        const char* content;
+        const char* message;
+    };
+    const Case cases[] = {
+        {"A\"B", "x\n", "FILE|EmbeddedFileStart \"A\"B\"|\"|1|"},
+        {"A\nB", "x\n", "FILE|EmbeddedFileStart \"A\nB\"|\n|1|"},
+        {"A\x1a"
+         "B",
+         "x\n", "FILE|EmbeddedFileStart \"A|B\"|||1|"},
+        {"X", "a\n; EmbeddedFileEnd \"X\"\nb\n",
+         "FILE|EmbeddedFileEnd \"X\"|; EmbeddedFileEnd \"X\"|1|"},
+        {"X", "a\r\n  ; embeddedfileend  XY",
+         "FILE|EmbeddedFileEnd \"X\"|  ; embeddedfileend  XY|1|"},
+    };
+    for (const Case& c : cases) {
+        for (const bool replace : {false, true}) {
+            TempDir dir;
+            const std::string original =
+                "A\n; EmbeddPoint P\n; EmbeddedFileStart \"Q\"\nold\n; EmbeddedFileEnd \"Q\"\n";
+            const std::string file = dir.Write("t.tse", original);
+            const HandlerOutcome outcome = StoreEmbeddedText(file, "P", c.name, c.content, replace);
+            EXPECT_FALSE(outcome.ok) << c.name;
+            EXPECT_EQ(Readable(outcome.message, file), c.message);
+            EXPECT_EQ(dir.Read("t.tse"), original);
+            EXPECT_EQ(dir.Files(), std::vector<std::string>{"t.tse"});
+        }
+    }
+    // The end marker of another name is ordinary content.
+    TempDir dir;
+    const std::string file = dir.Write("t.tse", "; EmbeddPoint P\n");
+    ASSERT_TRUE(StoreEmbeddedText(file, "P", "X", "; EmbeddedFileEnd \"Y\"\n", true).ok);
+    std::unique_ptr<CAttributeList> list;
+    ASSERT_TRUE(ReadEmbeddedText(file, "X", list).ok);
+    EXPECT_EQ(list->FirstText(), "; EmbeddedFileEnd \"Y\"\n");
 }
 
 TEST(EmbeddedFile, InsertAtAStartLinePutsTheBlockBeforeThatLine)

@@ -163,6 +163,19 @@ TEST(TaskStub, ArrayRowIsWrittenOnceAtItsOwnLine)
     EXPECT_EQ(update.list->rows, 0u);  // every row found its line
 }
 
+TEST(TaskStub, ArrayRowMatchesItsLineWhateverSizeSpellingTheHostGaveIt)
+{
+    for (const char* name : {"TABLE[3]", "TABLE (3)", "TABLE [ 3 ]"}) {
+        Outcome read = ReadStub("I TABLE(3) = 1\n");
+        ASSERT_TRUE(read.ok);
+        read.list->SetAttribute(1, name);
+        Outcome update = UpdateStub("I TABLE(3) = 1\n", std::move(read.list));
+        ASSERT_TRUE(update.ok) << Visible(update.message);
+        EXPECT_EQ(update.output, "  I " + std::string(name) +
+                                     std::string(16 - std::string(name).size(), ' ') + "= 1\n");
+    }
+}
+
 TEST(TaskStub, ValuesJoinedByCommaReadBackAsTheSameList)
 {
     Outcome read = ReadStub("R A = 1\n$ S = x\n");
@@ -196,6 +209,42 @@ TEST(TaskStub, DeclarationWithoutValueSurvivesAnUnchangedCycleButGoesWhenItsValu
     Outcome removed = UpdateStub(stored, std::move(emptied.list));
     ASSERT_TRUE(removed.ok);
     EXPECT_EQ(removed.output.find(" B "), std::string::npos) << removed.output;
+}
+
+TEST(TaskStub, RowThatWouldNotReadBackFailsTheUpdate)
+{
+    // The cell changed in row 0 of "R A = 1 ; one", and what a read of the
+    // written section would have reported: the update fails instead of
+    // storing a section that no longer reads.
+    struct Case {
+        std::uint32_t column;
+        const char* cell;
+        const char* message;
+    };
+    const Case cases[] = {
+        {0, "Q", "|Type, Comment, Newline|Q|2|"},
+        {0, "...", "|Type, Comment, Newline|...|2|"},
+        {3, "one\nR B = 2", "|Comment, Newline|A|2|"},  // reads as two rows
+        {2, "'a\"b'", "|Comment, Newline|a|2|"},
+        {1, "A B", "|=|B|4|"},
+        {1, "A(3", "|], )|=|2|"},
+    };
+    const std::string stored = "R A = 1 ; one\n";
+    for (const Case& c : cases) {
+        Outcome read = ReadStub(stored);
+        ASSERT_TRUE(read.ok);
+        read.list->SetAttribute(c.column, Stored(c.cell));
+        Outcome update = UpdateStub(stored, std::move(read.list));
+        EXPECT_FALSE(update.ok) << c.cell << ": " << update.output;
+        EXPECT_EQ(Visible(update.message), c.message) << c.cell;
+    }
+    // Spellings that read back as the same row are written.
+    for (const Case& c : {Case{1, "A [3]", ""}, Case{3, "one  \r\n", ""}, Case{2, "x y", ""}}) {
+        Outcome read = ReadStub(stored);
+        read.list->SetAttribute(c.column, c.cell);
+        Outcome update = UpdateStub(stored, std::move(read.list));
+        EXPECT_TRUE(update.ok) << c.cell << ": " << Visible(update.message);
+    }
 }
 
 TEST(TaskStub, StoredTextHoldsNeitherTheHeaderNorTheClosingBrace)
