@@ -187,19 +187,23 @@ void CSectionRowsParser::NewRow()
 {
     if (mode != kRead)
         return;
+    const std::uint32_t before = attributes->Count();
     attributes->AddAttributes(kSectionColumns, nullptr);
+    // A full table refuses the row (with its overflow box): what the line
+    // holds then goes nowhere, never into the last row that was kept.
+    rowRefused_ = attributes->Count() < before + kSectionColumns;
     currentRow = attributes->Count() / kSectionColumns - (attributes->Count() ? 1 : 0);
 }
 
 void CSectionRowsParser::Put(int column, std::string_view text)
 {
-    if (mode == kRead)
+    if (mode == kRead && !rowRefused_)
         SetCell(column, text);
 }
 
 void CSectionRowsParser::Append(int column, std::string_view text)
 {
-    if (mode == kRead)
+    if (mode == kRead && !rowRefused_)
         attributes->AppendToAttribute(currentRow * kSectionColumns + column, std::string(text));
 }
 

@@ -125,6 +125,8 @@ protected:
     std::uint32_t RowCount() const;
 
 private:
+    // The table refused the current row: its cells are not stored.
+    bool rowRefused_ = false;
     struct Region {
         bool startFound = false;
         bool endFound = false;

@@ -79,3 +79,29 @@ TEST(NamePattern, WildcardsAndCase)
 }
 
 }  // namespace
+
+namespace {
+
+TEST(TextStrings, StringsPastAFullTableNeverOverwriteTheLastRowKept)
+{
+    std::string text = "{Strings\n";
+    for (int i = 0; i < 20002; ++i)
+        text += "  $ S" + std::to_string(i) + " = \"v" + std::to_string(i) + "\"\n";
+    text += "}\n";
+    std::unique_ptr<CAttributeList> read;
+    std::string message;
+    bool ok = false;
+    std::size_t boxes = 0;
+    {
+        ShownBoxes shown;
+        ok = ReadTextStub(text, read, message);
+        boxes = ShownBoxes::List().size();
+    }
+    ASSERT_TRUE(ok) << Visible(message);
+    ASSERT_EQ(read->rows, 20000u);
+    EXPECT_EQ(*read->GetAttribute(19999, 0), "S19999");
+    EXPECT_EQ(*read->GetAttribute(19999, 3), "v19999");
+    EXPECT_EQ(boxes, 2u * 5u);  // one box per refused cell
+}
+
+}  // namespace
