@@ -113,9 +113,8 @@ TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadEmbeddedFile(const char* file, uint32
     // The host gets CR LF line ends. Success leaves the error buffer as it was.
     list->SetTexts(ToCrLf(list->FirstText()), ToCrLf(list->SecondText()));
     const std::size_t length = TextLength(*list);
-    const std::uint32_t token = CreateHandle(std::move(list));
     if (handle)
-        *handle = token;
+        *handle = CreateHandle(std::move(list));
     return static_cast<int32_t>(length + 1);
 }
 

@@ -67,7 +67,8 @@ std::int32_t OpenFrame(const char* file, std::uint32_t* handle, std::uint16_t* r
             *rows = static_cast<std::uint16_t>(list->rows);
         if (cols)
             *cols = static_cast<std::uint16_t>(list->columns);
-        token = CreateHandle(std::move(list));
+        if (handle)  // without a place for the handle, the table is discarded
+            token = CreateHandle(std::move(list));
     } else {
         if (rows)
             *rows = 0;

@@ -47,9 +47,8 @@ std::int32_t OpenInMemory(const char* text, std::uint32_t* handle, std::uint16_t
         *rows = ok ? static_cast<std::uint16_t>(list->rows) : 0;
     if (cols)
         *cols = ok ? static_cast<std::uint16_t>(list->columns) : 0;
-    const std::uint32_t token = ok ? CreateHandle(std::move(list)) : 0;
     if (handle)
-        *handle = token;
+        *handle = ok ? CreateHandle(std::move(list)) : 0;
     return ok ? -1 : 0;
 }
 

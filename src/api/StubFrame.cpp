@@ -95,9 +95,8 @@ std::int32_t OpenStubFrame(const char* file, std::uint32_t* handle, std::uint16_
         *rows = static_cast<std::uint16_t>(list->rows);
     if (cols)
         *cols = static_cast<std::uint16_t>(list->columns);
-    const std::uint32_t token = CreateHandle(std::move(list));
     if (handle)
-        *handle = token;
+        *handle = CreateHandle(std::move(list));
     return kTrue;
 }
 

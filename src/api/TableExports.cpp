@@ -72,9 +72,8 @@ TOLVIK_API int32_t TOLVIK_CALL IntpOpenWrite(uint32_t* handle, uint16_t* rows, u
     }
     list->rows = rowCount;
     list->columns = colCount;
-    const std::uint32_t token = CreateHandle(std::move(list));
     if (handle)
-        *handle = token;
+        *handle = CreateHandle(std::move(list));
     return kTrue;
 }
 
