@@ -1,7 +1,6 @@
 #include "ErrorRecord.h"
 
-#include <cerrno>
-#include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -25,11 +24,14 @@ long NumberInBuffer(const char* buffer)
 {
     if (!buffer)
         return 0;
-    errno = 0;
-    long value = std::strtol(buffer, nullptr, 10);
-    if (errno == ERANGE)
-        value = value < 0 ? LONG_MIN : LONG_MAX;
-    return value;
+    // As atol on the 32-bit platform hosts were written for: out-of-range
+    // numbers stop at the 32-bit limits on every platform.
+    long long value = std::strtoll(buffer, nullptr, 10);
+    if (value > INT32_MAX)
+        value = INT32_MAX;
+    if (value < INT32_MIN)
+        value = INT32_MIN;
+    return static_cast<long>(value);
 }
 
 void WriteErrorRecord(char* buffer, std::string_view code, std::string_view arg1,

@@ -26,4 +26,8 @@ TEST(ErrorRecord, FlagsLeftInTheBufferReadLikeAtol)
     EXPECT_EQ(tolvik::NumberInBuffer("abc"), 0);
     EXPECT_EQ(tolvik::NumberInBuffer(""), 0);
     EXPECT_EQ(tolvik::NumberInBuffer(nullptr), 0);
+    // Out of the 32-bit range the number stops at the limit, whatever the
+    // platform's long: 2^32 + 128 does not read as 128.
+    EXPECT_EQ(tolvik::NumberInBuffer("4294967424"), 2147483647);
+    EXPECT_EQ(tolvik::NumberInBuffer("-99999999999"), -2147483647 - 1);
 }
