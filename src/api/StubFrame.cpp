@@ -119,34 +119,35 @@ std::int32_t CloseStubFrame(const char* file, std::uint32_t* handle, const char*
     }
     std::lock_guard<std::mutex> lock(record->mutex);
 
-    std::string source(kind.writeSource);
-    if (kind.writeSource.empty()) {
-        // An update starts from the stored text; a stub not stored yet starts
-        // from an empty section.
-        std::unique_ptr<CAttributeList> extracted;
-        bool found = false;
-        int dropped = 0;
-        const HandlerOutcome read = ReadEmbeddedText(name, stubName, extracted, &found, &dropped);
-        if (!read.opened) {
-            WriteNotOpened(err, read, name);
-            return kFalse;
-        }
-        if (!read.ok && found) {
-            WriteErrorRecord(err, "2", location, read.message);
-            return kFalse;
-        }
-        if (read.ok && dropped != 0) {
-            // The stored text is longer than a read holds: storing the update
-            // would lose the lines that were not read.
-            WriteErrorRecord(err, "2", location,
-                             name + '\x1a' + "EmbeddedFileEnd \"" + stubName + "\"" + '\x1a' +
-                                 '\x1a' + std::to_string(dropped) + '\x1a');
-            return kFalse;
-        }
-        source = FrameStubText(
-            read.ok && extracted ? extracted->FirstText() + extracted->SecondText() : std::string(),
-            kind);
+    // An update starts from the stored text, a stub not stored yet from an
+    // empty section; a write replaces the stored text whole. Either way the
+    // stored text must have fitted into a read: otherwise storing the table
+    // would lose the lines the host never saw.
+    std::unique_ptr<CAttributeList> extracted;
+    bool found = false;
+    int dropped = 0;
+    const HandlerOutcome read = ReadEmbeddedText(name, stubName, extracted, &found, &dropped);
+    if (!read.opened) {
+        WriteNotOpened(err, read, name);
+        return kFalse;
     }
+    const bool update = kind.writeSource.empty();
+    if (update && !read.ok && found) {
+        WriteErrorRecord(err, "2", location, read.message);
+        return kFalse;
+    }
+    if (read.ok && dropped != 0) {
+        WriteErrorRecord(err, "2", location,
+                         name + '\x1a' + "EmbeddedFileEnd \"" + stubName + "\"" + '\x1a' + '\x1a' +
+                             std::to_string(dropped) + '\x1a');
+        return kFalse;
+    }
+    const std::string source =
+        update
+            ? FrameStubText(read.ok && extracted ? extracted->FirstText() + extracted->SecondText()
+                                                 : std::string(),
+                            kind)
+            : std::string(kind.writeSource);
 
     std::unique_ptr<CSourceParser> parser = kind.make(ToOem(source), mode);
     const HandlerOutcome rendered = RunHandler(*parser, record->list);

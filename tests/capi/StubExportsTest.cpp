@@ -129,6 +129,24 @@ TEST_F(StubExports, StubLongerThanAReadHoldsIsNotCutByAnUpdate)
     EXPECT_EQ(ReadFile(), task);
 }
 
+TEST_F(StubExports, TextStubLongerThanAReadHoldsIsNotCutByAWrite)
+{
+    std::string body = "{Strings\n";
+    for (int i = 0; i < 2000; ++i)
+        body += "  $ S" + std::to_string(10000 + i) + "          = \"some text\"\n";
+    body += "}\n";
+    const std::string task =
+        "; EmbeddedFileStart  \"BIG\"\n" + body + "; EmbeddedFileEnd  \"BIG\"\nBEGIN\n";
+    WriteFile(task);
+    uint16_t r = 0, c = 0;
+    ASSERT_EQ(IntpOpenReadTextStub(file.c_str(), &handle, &r, &c, "BIG", err), -1) << Error();
+    EXPECT_LT(r, 2000);
+    EXPECT_EQ(IntpCloseWriteTextStub(file.c_str(), &handle, "BIG", err), 0);
+    EXPECT_EQ(handle, 0u);
+    EXPECT_EQ(Error().substr(0, 2), "2\x1a");
+    EXPECT_EQ(ReadFile(), task);
+}
+
 // Text and VPAC stubs: written whole, stored with their own header line.
 struct SectionStub {
     const char* label;
