@@ -119,16 +119,6 @@ bool IsCycleUnit(std::string_view word)
 // The longest line that reads back whole (its line end not counted).
 constexpr std::size_t kLongestLine = kMaxLinePiece - 1;
 
-// A comment is written back without the blanks and line-end characters that
-// trail it.
-std::string TrimCommentEnd(std::string_view text)
-{
-    std::size_t end = text.size();
-    while (end > 0 && (text[end - 1] == ' ' || text[end - 1] == '\r' || text[end - 1] == '\n'))
-        --end;
-    return std::string(text.substr(0, end));
-}
-
 }  // namespace
 
 struct CDeclarationHeaderParser::KindGrammar {
@@ -235,7 +225,7 @@ bool CDeclarationHeaderParser::ParseBodyLine()
     if (tokenKind == kComment) {
         // The comment ends the line; the next line's first token becomes
         // current and is not skipped.
-        const std::string comment = TrimCommentEnd(tokenText);
+        const std::string comment(TrimCommentEnd(tokenText));
         if (!ExpectEndOfLine(nullptr, 2))
             return false;
         WriteBodyComment(comment);

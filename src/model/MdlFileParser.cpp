@@ -48,16 +48,6 @@ std::string_view TableValue(const std::string* cell)
     return IsEmptyCell(cell) ? std::string_view() : std::string_view(*cell);
 }
 
-// Blanks, CR and LF at the end of a comment are not written back.
-std::string_view TrimCommentEnd(std::string_view comment)
-{
-    std::size_t end = comment.size();
-    while (end > 0 &&
-           (comment[end - 1] == ' ' || comment[end - 1] == '\r' || comment[end - 1] == '\n'))
-        --end;
-    return comment.substr(0, end);
-}
-
 // The number at the start of a kind cell, read as atoi does; 0 when there is
 // none.
 int LeadingNumber(std::string_view text)

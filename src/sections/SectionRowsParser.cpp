@@ -115,10 +115,7 @@ void CSectionRowsParser::PadToColumn(std::string& line, int column)
 
 std::string CSectionRowsParser::CommentAsWritten(const std::string* comment)
 {
-    if (IsEmptyCell(comment))
-        return {};
-    const std::size_t end = comment->find_last_not_of(" \r\n");
-    return end == std::string::npos ? std::string() : comment->substr(0, end + 1);
+    return IsEmptyCell(comment) ? std::string() : std::string(TrimCommentEnd(*comment));
 }
 
 void CSectionRowsParser::AppendComment(std::string& line, const std::string* comment)
@@ -130,7 +127,7 @@ void CSectionRowsParser::AppendComment(std::string& line, const std::string* com
     line += CommentAsWritten(comment);
 }
 
-std::string CSectionRowsParser::LooseSpelling(std::string_view text)
+std::string LooseSpelling(std::string_view text)
 {
     std::string result;
     for (char c : text) {

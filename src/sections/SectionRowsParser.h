@@ -27,6 +27,10 @@ namespace tolvik {
 // Cells per row of both section tables.
 inline constexpr int kSectionColumns = 5;
 
+// A name or value as the readers give it back, for comparison: without blanks
+// and tabs, a size in round brackets whichever were written.
+std::string LooseSpelling(std::string_view text);
+
 class CSectionRowsParser : public CSourceParser {
 public:
     CSectionRowsParser(std::string_view source, bool sourceInMemory, std::string_view startName,
@@ -75,8 +79,6 @@ protected:
     // nothing for an empty cell or an empty comment.
     static void AppendComment(std::string& line, const std::string* comment);
 
-    // `text` without blanks and tabs, its square brackets as round ones.
-    static std::string LooseSpelling(std::string_view text);
     // A comment cell as it reads back: without trailing blanks, CR and LF; "" for
     // the empty cell.
     static std::string CommentAsWritten(const std::string* comment);

@@ -31,26 +31,6 @@ std::string_view BareName(std::string_view cell)
     return name;
 }
 
-std::string TrimEnd(std::string text)
-{
-    while (!text.empty() && (text.back() == ' ' || text.back() == '\r' || text.back() == '\n'))
-        text.pop_back();
-    return text;
-}
-
-// A name as the reader gives it back, for comparison: no blanks, a size in
-// round brackets whichever were written.
-std::string LooseName(std::string_view name)
-{
-    std::string result;
-    for (char c : name) {
-        if (c == ' ' || c == '\t')
-            continue;
-        result += c == '[' ? '(' : c == ']' ? ')' : c;
-    }
-    return result;
-}
-
 std::string Blanks(int count)
 {
     return std::string(static_cast<std::size_t>(count < 1 ? 1 : count), ' ');
@@ -211,7 +191,7 @@ std::string CTaskStubParser::FormatRow(std::uint32_t row) const
     }
     if (comment != kEmptyCell && !comment.empty()) {
         line += Blanks(kCommentColumn - width);
-        line += "; " + TrimEnd(comment);
+        line += "; " + std::string(TrimCommentEnd(comment));
     }
     line += '\n';
     return line;
@@ -255,9 +235,10 @@ bool CTaskStubParser::RowReadsBackAs(std::uint32_t row, const CAttributeList& re
         return text ? *text : std::string(kEmptyCell);
     };
     const std::string comment = RowCell(row, 3);
-    return cell(0) == RowCell(row, 0) && LooseName(cell(1)) == LooseName(RowCell(row, 1)) &&
+    return cell(0) == RowCell(row, 0) && LooseSpelling(cell(1)) == LooseSpelling(RowCell(row, 1)) &&
            cell(2) == RowCell(row, 2) &&
-           cell(3) == (comment == kEmptyCell ? std::string() : TrimEnd(comment));
+           cell(3) ==
+               (comment == kEmptyCell ? std::string() : std::string(TrimCommentEnd(comment)));
 }
 
 void CTaskStubParser::FlushEmptyLines()

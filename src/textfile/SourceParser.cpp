@@ -314,6 +314,12 @@ std::string ReplaceChars(std::string_view text, char replacement, char c1, char 
     return result;
 }
 
+std::string_view TrimCommentEnd(std::string_view comment)
+{
+    const std::size_t end = comment.find_last_not_of(" \r\n");
+    return end == std::string_view::npos ? std::string_view() : comment.substr(0, end + 1);
+}
+
 std::string ToCrLf(std::string_view text)
 {
     std::string result;

@@ -89,6 +89,8 @@ private:
 // Shared string operations.
 std::string RemoveChars(std::string_view text, char c1, char c2);
 std::string ReplaceChars(std::string_view text, char replacement, char c1, char c2);
+// A comment as it is written back: without the blanks, CR and LF that trail it.
+std::string_view TrimCommentEnd(std::string_view comment);
 // A '\r' before every '\n'.
 std::string ToCrLf(std::string_view text);
 // Name patterns, case ignored: "*" alone matches everything; otherwise "*"

@@ -405,11 +405,8 @@ std::string CommentPart(const std::string& cell)
 {
     if (cell == kEmptyCell)
         return {};
-    std::size_t end = cell.size();
-    while (end > 0 && (cell[end - 1] == ' ' || cell[end - 1] == '\r' || cell[end - 1] == '\n'))
-        --end;
     std::string part = " ; ";
-    part += ReplaceChars(std::string_view(cell).substr(0, end), ' ', '\r', '\n');
+    part += ReplaceChars(TrimCommentEnd(cell), ' ', '\r', '\n');
     // The end-of-text byte would hide the rest of the file from reading.
     part = ReplaceChars(part, ' ', '\x1a', '\x1a');
     return part;
