@@ -17,7 +17,19 @@
  *      code SUB arg1 SUB arg2 SUB arg3 SUB arg4 SUB      (SUB = byte 0x1A)
  *    Codes: "0" success, "2" content error, "3" file not accessible,
  *    "4" file missing, "5" wrong kind of file, "101" profile request missing.
- *    Give a buffer of at least 2100 bytes.
+ *    A record is never longer than 4096 bytes, its terminating NUL included,
+ *    whatever the file names passed; a buffer of 4096 bytes always suffices.
+ *    Below that bound the record is exactly as described; a record that would
+ *    be longer (names of many hundred bytes) has its longest arguments cut,
+ *    each keeping its first bytes and its SUB. TolvikGetDiagnostic gives the
+ *    parts of the latest record without parsing it.
+ *  - No exception and no crash crosses the interface. A failure inside the
+ *    library (memory exhausted, a limit of the platform) fails the call with
+ *    result 0 and "3" + the file name; the file stays as it was, a handle is
+ *    kept or released as on any other failure of that export, and the host
+ *    goes on.
+ *  - The library's one message box (a table that drops cells because it is
+ *    full) is shown at most once per call.
  *  - On 32-bit Windows every export uses __stdcall; elsewhere the platform's
  *    default convention.
  *  - Different handles may be used from different threads at the same time.
@@ -295,6 +307,24 @@ TOLVIK_API void TOLVIK_CALL TolvikSetMessageHook(TolvikMessageHook hook);
  * (850, 1252) are supported. Returns -1 when the pair is accepted, else 0 and
  * the previous pair stays. */
 TOLVIK_API int32_t TOLVIK_CALL TolvikSetCodePages(uint32_t oem, uint32_t ansi);
+
+/* Extension: the parts of the latest error record that an export wrote on the
+ * calling thread, so that a host need not take the record apart.
+ * `level` 0 is the record itself; level 1 the finding nested in it (a stub's
+ * section, or the record of storing a stub), and so on.
+ * `field` is one of the TOLVIK_FIELD_ values; `index` counts the expected items
+ * (0 for the other fields). The field's text goes into `buffer` (at most
+ * `size` - 1 bytes and a NUL; `buffer` may be null to ask for the length).
+ * Returns the field's whole length + 1, or 0 when there is no such level,
+ * field or item (no line when the record names none; no code for a nested
+ * finding that is a message rather than a record). */
+#define TOLVIK_FIELD_CODE 0     /* "0", "2", "3", "4", "5", "101" */
+#define TOLVIK_FIELD_FILE 1     /* the file; for a stub, stub + " in " + file */
+#define TOLVIK_FIELD_EXPECTED 2 /* the index-th item that was expected */
+#define TOLVIK_FIELD_TOKEN 3    /* the text found instead ("" at the end of a file) */
+#define TOLVIK_FIELD_LINE 4     /* the line, in decimal */
+TOLVIK_API int32_t TOLVIK_CALL TolvikGetDiagnostic(uint32_t level, uint32_t field, uint32_t index,
+                                                   char* buffer, uint32_t size);
 
 #ifdef __cplusplus
 }

@@ -2,48 +2,34 @@
 // a file that opens with "{" and the declaration's keyword.
 #include "../textfile/Charset.h"
 #include "../values/DeclarationParser.h"
-#include "ExportFrame.h"
+#include "Frame.h"
 #include "tolvik32.h"
 
 using namespace tolvik;
 
 namespace {
 
-constexpr std::int32_t kTrue = -1;
-constexpr std::int32_t kFalse = 0;
-
 // The declaration is checked in memory first; only a declaration that parses
 // reaches the file, which is then rewritten in one step.
 std::int32_t ChangeDeclaration(const char* file, const char* keyword, const char* declaration,
                                char* err, DeclarationAction action)
 {
-    const std::string name = CopyFileName(file);
-    std::string text = "{ ";
-    text += keyword ? keyword : "";
-    text += ' ';
-    text += declaration ? declaration : "";
-    text += "\n}";
-    AnsiToOem(text);
-
-    std::unique_ptr<CAttributeList> parsed;
-    {
-        CDeclarationParser reader(text, true, kRead, action);
-        const HandlerOutcome outcome = RunHandler(reader, parsed);
-        if (!outcome.ok) {
-            WriteOutcomeRecord(err, outcome, name);
-            return kFalse;
+    return FileExport({file, err}, [&](const std::string& name) {
+        std::string text = "{ " + TextOf(keyword) + ' ' + TextOf(declaration) + "\n}";
+        AnsiToOem(text);
+        std::unique_ptr<CAttributeList> parsed;
+        {
+            CDeclarationParser reader(text, true, kRead, action);
+            Outcome checked = RunHandler(reader, parsed, name);
+            if (!checked.ok())
+                return checked;
         }
-    }
-
-    HandlerOutcome outcome;
-    if (name.size() <= kMaxFileName) {
-        CDeclarationParser writer(name, false, kUpdate, action);
-        outcome = RunHandler(writer, parsed);
-    } else {
-        outcome.status = kMissing;
-    }
-    WriteOutcomeRecord(err, outcome, name);
-    return outcome.ok ? kTrue : kFalse;
+        return RunHandler(
+            [action](const std::string& source, int mode) -> std::unique_ptr<CSourceParser> {
+                return std::make_unique<CDeclarationParser>(source, false, mode, action);
+            },
+            name, kUpdate, parsed);
+    });
 }
 
 }  // namespace

@@ -3,14 +3,9 @@
 // select. The open exports take one input from the error buffer before they
 // write the record into it: a decimal number whose bit 0x80 says that `file`
 // is the section's text itself rather than the name of a file.
-#include <memory>
-#include <string>
-
 #include "../sections/TextStringsParser.h"
 #include "../sections/VpacVariablesParser.h"
-#include "ErrorRecord.h"
-#include "ExportFrame.h"
-#include "HandleTable.h"
+#include "Frame.h"
 #include "tolvik32.h"
 
 using namespace tolvik;
@@ -19,48 +14,40 @@ namespace {
 
 constexpr long kInMemoryFlag = 0x80;
 
-std::string NameOrEmpty(const char* name)
-{
-    return name ? std::string(name) : std::string();
-}
-
-template <class Parser>
-HandlerFactory SectionFactory(bool inMemory, const char* startName, const char* endName)
-{
-    return [inMemory, start = NameOrEmpty(startName), end = NameOrEmpty(endName)](
-               const std::string& source, int mode) -> std::unique_ptr<CSourceParser> {
-        return std::make_unique<Parser>(source, inMemory, start, end, mode);
-    };
-}
-
-// The open frame for a text handed over in memory: there is no file to name,
-// and the text may be longer than any file name.
-std::int32_t OpenInMemory(const char* text, std::uint32_t* handle, std::uint16_t* rows,
-                          std::uint16_t* cols, char* err, const HandlerFactory& make)
-{
-    std::unique_ptr<CAttributeList> list;
-    std::unique_ptr<CSourceParser> handler = make(CopyFileName(text), kRead);
-    const HandlerOutcome outcome = RunHandler(*handler, list);
-    WriteOutcomeRecord(err, outcome, std::string());
-    const bool ok = outcome.ok && list;
-    if (rows)
-        *rows = ok ? static_cast<std::uint16_t>(list->rows) : 0;
-    if (cols)
-        *cols = ok ? static_cast<std::uint16_t>(list->columns) : 0;
-    if (handle)
-        *handle = ok ? CreateHandle(std::move(list)) : 0;
-    return ok ? -1 : 0;
-}
-
 template <class Parser>
 std::int32_t OpenSection(const char* file, std::uint32_t* handle, std::uint16_t* rows,
                          std::uint16_t* cols, const char* startName, const char* endName, char* err)
 {
-    const bool inMemory = err && (NumberInBuffer(err) & kInMemoryFlag) != 0;
-    const HandlerFactory make = SectionFactory<Parser>(inMemory, startName, endName);
-    if (inMemory)
-        return OpenInMemory(file, handle, rows, cols, err, make);
-    return OpenFrame(file, handle, rows, cols, err, make);
+    const bool inMemory = (NumberInBuffer(err) & kInMemoryFlag) != 0;
+    // A text handed over in memory names no file, and may be longer than any
+    // file name.
+    const Call call{inMemory ? nullptr : file, err, handle, rows, cols};
+    return OpenExport(call, [&](const std::string& name) {
+        auto make = [&](const std::string& source, int mode) -> std::unique_ptr<CSourceParser> {
+            return std::make_unique<Parser>(source, inMemory, TextOf(startName), TextOf(endName),
+                                            mode);
+        };
+        if (!inMemory)
+            return ReadWith(make, name);
+        std::unique_ptr<CSourceParser> handler = make(TextOf(file), kRead);
+        std::unique_ptr<CAttributeList> table;
+        Outcome read = RunHandler(*handler, table, name);
+        read.table = std::move(table);
+        return read;
+    });
+}
+
+template <class Parser>
+std::int32_t WriteSection(const char* file, std::uint32_t* handle, const char* startName,
+                          const char* endName, char* err)
+{
+    return CloseExport({file, err, handle}, [&](const std::string& name, auto& table) {
+        auto make = [&](const std::string& source, int mode) -> std::unique_ptr<CSourceParser> {
+            return std::make_unique<Parser>(source, false, TextOf(startName), TextOf(endName),
+                                            mode);
+        };
+        return RunHandler(make, name, kWrite, table);
+    });
 }
 
 }  // namespace
@@ -77,8 +64,7 @@ TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadTextStrings(char* file, uint32_t* han
 TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteTextStrings(char* file, uint32_t* handle,
                                                          char* startName, char* endName, char* err)
 {
-    return CloseFrame(file, handle, err, kWrite,
-                      SectionFactory<CTextStringsParser>(false, startName, endName));
+    return WriteSection<CTextStringsParser>(file, handle, startName, endName, err);
 }
 
 TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadVpacVariables(char* file, uint32_t* handle,
@@ -92,8 +78,7 @@ TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteVpacVariables(char* file, uint32_t*
                                                            char* startName, char* endName,
                                                            char* err)
 {
-    return CloseFrame(file, handle, err, kWrite,
-                      SectionFactory<CVpacVariablesParser>(false, startName, endName));
+    return WriteSection<CVpacVariablesParser>(file, handle, startName, endName, err);
 }
 
 }  // extern "C"

@@ -5,6 +5,7 @@
 #include "../textfile/Charset.h"
 #include "../textfile/Platform.h"
 #include "AttributeList.h"
+#include "Frame.h"
 #include "HandleTable.h"
 #include "tolvik32.h"
 
@@ -12,8 +13,6 @@ using namespace tolvik;
 
 namespace {
 
-constexpr std::int32_t kTrue = -1;
-constexpr std::int32_t kFalse = 0;
 constexpr char kEmptyCellForHost[] = "...";
 
 bool IsEmptyCellText(const char* value)
@@ -26,6 +25,8 @@ bool IsEmptyCellText(const char* value)
 bool CellIndex(const HandleRecord& record, std::uint16_t row, std::uint16_t col,
                std::uint32_t& index)
 {
+    if (!record.list)
+        return false;
     if (col >= record.columns)
         return false;
     index = static_cast<std::uint32_t>(row) * record.columns + col;
@@ -59,94 +60,112 @@ TOLVIK_API int32_t TOLVIK_CALL TolvikDLLIDRequest(char* name, uint8_t* info)
 
 TOLVIK_API int32_t TOLVIK_CALL IntpOpenWrite(uint32_t* handle, uint16_t* rows, uint16_t* cols)
 {
-    const std::uint16_t rowCount = rows ? *rows : 0;
-    const std::uint16_t colCount = cols ? *cols : 0;
-    auto list = std::make_unique<CAttributeList>(kTableCapacity);
-    // The product is taken as a signed 32-bit number, as hosts have always seen
-    // it: a product past 2^31 asks for no cells at all.
-    const auto cells = static_cast<std::int32_t>(static_cast<std::uint32_t>(rowCount) * colCount);
-    if (cells > 0) {
-        // Cells beyond the capacity are each refused with the overflow box.
+    // A table that could not be made leaves no handle; the result is -1 all
+    // the same, as hosts have always seen it.
+    return TableExport(kTrue, [&]() {
+        if (handle)
+            *handle = 0;
+        const std::uint16_t rowCount = rows ? *rows : 0;
+        const std::uint16_t colCount = cols ? *cols : 0;
+        auto list = std::make_unique<CAttributeList>(kTableCapacity);
+        // The product is taken as a signed 32-bit number, as hosts have always
+        // seen it: a product past 2^31 asks for no cells at all.
+        const auto cells =
+            static_cast<std::int32_t>(static_cast<std::uint32_t>(rowCount) * colCount);
+        // Cells beyond the capacity are refused; the overflow box says so once.
         for (std::int32_t i = 0; i < cells; ++i)
             list->AddAttribute(kEmptyCell);
-    }
-    list->rows = rowCount;
-    list->columns = colCount;
-    if (handle)
-        *handle = CreateHandle(std::move(list));
-    return kTrue;
+        list->rows = rowCount;
+        list->columns = colCount;
+        if (handle)
+            *handle = CreateHandle(std::move(list));
+        return kTrue;
+    });
 }
 
 TOLVIK_API int32_t TOLVIK_CALL IntpGetAttrValue(uint32_t* handle, uint16_t* row, uint16_t* col,
                                                 char* value, uint16_t* length)
 {
-    if (!handle || *handle == 0 || !row || !col || !value)
-        return kFalse;
-    std::shared_ptr<HandleRecord> record = FindHandle(*handle);
-    if (!record)
-        return kFalse;
-    std::lock_guard<std::mutex> lock(record->mutex);
-    const CAttributeList& list = *record->list;
+    return TableExport(kFalse, [&]() {
+        if (!handle || *handle == 0 || !row || !col || !value)
+            return kFalse;
+        std::shared_ptr<HandleRecord> record = FindHandle(*handle);
+        if (!record)
+            return kFalse;
+        std::lock_guard<std::mutex> lock(record->mutex);
+        if (!record->list)
+            return kFalse;
+        const CAttributeList& list = *record->list;
 
-    // A table that holds a text body answers with the whole text.
-    if (!list.FirstText().empty()) {
-        const std::string text = list.FirstText() + list.SecondText();
-        std::memcpy(value, text.c_str(), text.size() + 1);
+        // A table that holds a text body answers with the whole text.
+        if (!list.FirstText().empty()) {
+            const std::string& first = list.FirstText();
+            const std::string& second = list.SecondText();
+            std::memcpy(value, first.data(), first.size());
+            std::memcpy(value + first.size(), second.c_str(), second.size() + 1);
+            if (length)
+                *length = static_cast<std::uint16_t>(first.size() + second.size());
+            return kTrue;
+        }
+
+        std::uint32_t index = 0;
+        if (!CellIndex(*record, *row, *col, index))
+            return kFalse;
+        const std::string& cell = *list.GetAttribute(static_cast<int>(index), -1);
+        if (cell == kEmptyCell) {
+            std::memcpy(value, kEmptyCellForHost, sizeof kEmptyCellForHost);
+            if (length)
+                *length = 3;
+            return kFalse;
+        }
+        std::memcpy(value, cell.c_str(), cell.size() + 1);
         if (length)
-            *length = static_cast<std::uint16_t>(text.size());
+            *length = static_cast<std::uint16_t>(cell.size());
         return kTrue;
-    }
-
-    std::uint32_t index = 0;
-    if (!CellIndex(*record, *row, *col, index))
-        return kFalse;
-    const std::string& cell = *list.GetAttribute(static_cast<int>(index), -1);
-    if (cell == kEmptyCell) {
-        std::memcpy(value, kEmptyCellForHost, sizeof kEmptyCellForHost);
-        if (length)
-            *length = 3;
-        return kFalse;
-    }
-    std::memcpy(value, cell.c_str(), cell.size() + 1);
-    if (length)
-        *length = static_cast<std::uint16_t>(cell.size());
-    return kTrue;
+    });
 }
 
 TOLVIK_API int32_t TOLVIK_CALL IntpSetAttrValue(uint32_t* handle, uint16_t* row, uint16_t* col,
                                                 char* value)
 {
-    if (!handle || *handle == 0 || !row || !col)
-        return kFalse;
-    std::shared_ptr<HandleRecord> record = FindHandle(*handle);
-    if (!record)
-        return kFalse;
-    std::lock_guard<std::mutex> lock(record->mutex);
-    CAttributeList& list = *record->list;
+    return TableExport(kFalse, [&]() {
+        if (!handle || *handle == 0 || !row || !col)
+            return kFalse;
+        std::shared_ptr<HandleRecord> record = FindHandle(*handle);
+        if (!record)
+            return kFalse;
+        std::lock_guard<std::mutex> lock(record->mutex);
+        if (!record->list)
+            return kFalse;
+        CAttributeList& list = *record->list;
 
-    // The row just past the end grows the table by one row before anything is
-    // checked, so a call with a bad column still adds the row.
-    if (*row == record->rows) {
-        list.AddAttributes(static_cast<int>(record->columns), nullptr);
-        ++list.rows;
-        ++record->rows;
-    }
-    std::uint32_t index = 0;
-    if (!CellIndex(*record, *row, *col, index) || !value)
-        return kFalse;
-    list.SetAttribute(index, IsEmptyCellText(value) ? std::string(kEmptyCell) : std::string(value));
-    return kTrue;
+        // The row just past the end grows the table by one row before anything
+        // is checked, so a call with a bad column still adds the row.
+        if (*row == record->rows) {
+            list.AddAttributes(static_cast<int>(record->columns), nullptr);
+            ++list.rows;
+            ++record->rows;
+        }
+        std::uint32_t index = 0;
+        if (!CellIndex(*record, *row, *col, index) || !value)
+            return kFalse;
+        list.SetAttribute(index,
+                          IsEmptyCellText(value) ? std::string(kEmptyCell) : std::string(value));
+        return kTrue;
+    });
 }
 
 TOLVIK_API int32_t TOLVIK_CALL IntpCloseRead(uint32_t* handle)
 {
-    if (!handle || *handle == 0)
-        return kFalse;
-    std::shared_ptr<HandleRecord> record = ReleaseHandle(*handle);
-    if (!record)
-        return kFalse;
-    *handle = 0;
-    return kTrue;
+    return TableExport(kFalse, [&]() {
+        if (!handle || *handle == 0)
+            return kFalse;
+        std::shared_ptr<HandleRecord> record = ReleaseHandle(*handle);
+        if (!record)
+            return kFalse;
+        *handle = 0;
+        return kTrue;
+    });
 }
 
 TOLVIK_API void TOLVIK_CALL TolvikSetMessageHook(TolvikMessageHook hook)
@@ -157,6 +176,56 @@ TOLVIK_API void TOLVIK_CALL TolvikSetMessageHook(TolvikMessageHook hook)
 TOLVIK_API int32_t TOLVIK_CALL TolvikSetCodePages(uint32_t oem, uint32_t ansi)
 {
     return SetCodePages(oem, ansi) ? kTrue : kFalse;
+}
+
+TOLVIK_API int32_t TOLVIK_CALL TolvikGetDiagnostic(uint32_t level, uint32_t field, uint32_t index,
+                                                   char* buffer, uint32_t size)
+{
+    return TableExport(kFalse, [&]() -> std::int32_t {
+        const Diagnostic* d = LastDiagnostic();
+        bool record = true;  // the level is a whole record, not a message
+        for (; d && level > 0; --level) {
+            record = d->innerRecord;
+            d = d->inner.get();
+        }
+        if (!d)
+            return kFalse;
+        std::string text;
+        switch (field) {
+            case TOLVIK_FIELD_CODE:
+                if (!record)
+                    return kFalse;
+                text = CodeText(d->code);
+                break;
+            case TOLVIK_FIELD_FILE:
+                text = d->file;
+                break;
+            case TOLVIK_FIELD_EXPECTED:
+                if (index >= d->expected.size())
+                    return kFalse;
+                text = d->expected[index];
+                break;
+            case TOLVIK_FIELD_TOKEN:
+                if (!d->located)
+                    return kFalse;
+                text = d->token;
+                break;
+            case TOLVIK_FIELD_LINE:
+                if (!d->located)
+                    return kFalse;
+                text = std::to_string(d->line);
+                break;
+            default:
+                return kFalse;
+        }
+        if (buffer && size > 0) {
+            const std::size_t n = text.size() < size - 1 ? text.size() : size - 1;
+            std::memcpy(buffer, text.data(), n);
+            buffer[n] = '\0';
+        }
+        constexpr std::size_t kLargest = 0x7FFFFFFE;
+        return static_cast<std::int32_t>((text.size() < kLargest ? text.size() : kLargest) + 1);
+    });
 }
 
 #if defined(_WIN32)

@@ -1,9 +1,7 @@
 // The exports of BPAC value files: read a "{ Values" block into a table, and
 // write a table back as the file's values block.
-#include <memory>
-
 #include "../values/BpacValuesParser.h"
-#include "ExportFrame.h"
+#include "Frame.h"
 #include "tolvik32.h"
 
 using namespace tolvik;
@@ -22,13 +20,16 @@ extern "C" {
 TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadBPACValues(const char* file, uint32_t* handle,
                                                       uint16_t* rows, uint16_t* cols, char* err)
 {
-    return OpenFrame(file, handle, rows, cols, err, MakeValuesParser);
+    return OpenExport({file, err, handle, rows, cols},
+                      [](const std::string& name) { return ReadWith(MakeValuesParser, name); });
 }
 
 TOLVIK_API int32_t TOLVIK_CALL IntpCloseUpdateBPACValues(const char* file, uint32_t* handle,
                                                          char* err)
 {
-    return CloseFrame(file, handle, err, kUpdate, MakeValuesParser);
+    return CloseExport({file, err, handle}, [](const std::string& name, auto& table) {
+        return RunHandler(MakeValuesParser, name, kUpdate, table);
+    });
 }
 
 }  // extern "C"

@@ -146,7 +146,7 @@ int CMdlFileParser::SectionOfKind(int kind)
     }
 }
 
-bool CMdlFileParser::Run(std::unique_ptr<CAttributeList>& list, std::string& errorText)
+bool CMdlFileParser::Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found)
 {
     BeginRun(list);
     // A closing call without a table writes as if the table were empty.
@@ -172,7 +172,7 @@ bool CMdlFileParser::Run(std::unique_ptr<CAttributeList>& list, std::string& err
     }
     if (noTable)
         attributes = nullptr;
-    return EndRun(list, errorText);
+    return EndRun(list, found);
 }
 
 void CMdlFileParser::NextToken()

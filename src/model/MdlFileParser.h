@@ -22,7 +22,7 @@ public:
 
     CMdlFileParser(std::string_view fileName, int mode);
 
-    bool Run(std::unique_ptr<CAttributeList>& list, std::string& errorText) override;
+    bool Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found) override;
 
     // The kind code of a name found in the section whose source kind is
     // `sectionKind` (1, 2 or 6); `name` gains the default extension when it

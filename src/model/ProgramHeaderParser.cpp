@@ -74,7 +74,7 @@ CProgramHeaderParser::CProgramHeaderParser(std::string_view source, bool inMemor
     }
 }
 
-bool CProgramHeaderParser::Run(std::unique_ptr<CAttributeList>& list, std::string& errorText)
+bool CProgramHeaderParser::Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found)
 {
     BeginRun(list);
     if (fileOpened) {
@@ -100,7 +100,7 @@ bool CProgramHeaderParser::Run(std::unique_ptr<CAttributeList>& list, std::strin
         if (mode != kRead)
             Finish();
     }
-    return EndRun(list, errorText);
+    return EndRun(list, found);
 }
 
 void CProgramHeaderParser::PassLeadingLines()

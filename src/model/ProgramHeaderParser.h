@@ -17,7 +17,7 @@ public:
     // `binary`: the source is a compiled module.
     CProgramHeaderParser(std::string_view source, bool sourceInMemory, int mode, bool binary);
 
-    bool Run(std::unique_ptr<CAttributeList>& list, std::string& errorText) override;
+    bool Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found) override;
 
     // The byte a cycle cell stands for, as decimal text for WriteByteAt: "N ms"
     // gives N / 100, "N s" (N with at most one decimal) N x 10, anything else is

@@ -11,24 +11,10 @@ namespace tolvik {
 namespace {
 
 constexpr int kToEnd = INT_MAX;
-constexpr char kSeparator = '\x1a';
 
 bool EndsWithNewline(const std::string& line)
 {
     return !line.empty() && line.back() == '\n';
-}
-
-// The items of a message text, split at its separators.
-std::vector<std::string> MessageItems(const std::string& message)
-{
-    std::vector<std::string> items;
-    std::size_t begin = 0;
-    for (std::size_t at = message.find(kSeparator); at != std::string::npos;
-         at = message.find(kSeparator, begin)) {
-        items.push_back(message.substr(begin, at - begin));
-        begin = at + 1;
-    }
-    return items;
 }
 
 }  // namespace
@@ -164,7 +150,7 @@ CSectionRowsParser::CSectionRowsParser(std::string_view source, bool sourceInMem
         attributes->columns = kSectionColumns;
 }
 
-bool CSectionRowsParser::Run(std::unique_ptr<CAttributeList>& list, std::string& errorText)
+bool CSectionRowsParser::Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found)
 {
     BeginRun(list);
     if (fileOpened) {
@@ -177,7 +163,7 @@ bool CSectionRowsParser::Run(std::unique_ptr<CAttributeList>& list, std::string&
         if (mode != kRead)
             Finish();
     }
-    return EndRun(list, errorText);
+    return EndRun(list, found);
 }
 
 void CSectionRowsParser::NewRow()
@@ -426,15 +412,14 @@ bool CSectionRowsParser::RowsReadBack(int firstLine)
             MakeReader(std::string(HeaderLine()) + line + "}\n");
         reader->noConversion = true;
         std::unique_ptr<CAttributeList> table;
-        std::string message;
-        const bool ok = reader->Run(table, message);
+        Diagnostic found;
+        const bool ok = reader->Run(table, found);
         if (ok && table && table->rows == 1 && ReadsBackAs(row, *table))
             continue;
-        std::vector<std::string> items = MessageItems(message);
-        if (!ok && items.size() >= 4) {
-            for (std::size_t i = 1; i + 2 < items.size(); ++i)
-                ReportExpected(items[i]);
-            tokenText = items[items.size() - 2];
+        if (!ok && found.located && !found.expected.empty()) {
+            for (const std::string& expected : found.expected)
+                ReportExpected(expected);
+            tokenText = found.token;
         } else {
             // It read back as other rows.
             ReportExpected("Comment, Newline");

@@ -36,7 +36,7 @@ public:
     CSectionRowsParser(std::string_view source, bool sourceInMemory, std::string_view startName,
                        std::string_view endName, int mode);
 
-    bool Run(std::unique_ptr<CAttributeList>& list, std::string& errorText) final;
+    bool Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found) final;
 
     // Runs a handler of kind `Parser` over `text` in memory with empty names:
     // read mode fills `table`, write mode renders `table` into `rendered`.
@@ -46,7 +46,9 @@ public:
                                std::string& errorText)
     {
         Parser parser(text, true, "", "", mode);
-        const bool ok = parser.Run(table, errorText);
+        Diagnostic found;
+        const bool ok = parser.Run(table, found);
+        errorText = found.MessageText();
         if (rendered)
             *rendered = ok ? parser.outputText : std::string();
         return ok;

@@ -207,20 +207,16 @@ bool CTaskStubParser::WriteRow(std::uint32_t row)
     CTaskStubParser reader("{ Code \n" + line + "}", true, "", "", kRead);
     reader.noConversion = true;
     std::unique_ptr<CAttributeList> read;
-    std::string message;
-    const bool ok = reader.Run(read, message);
+    Diagnostic found;
+    const bool ok = reader.Run(read, found);
     if (ok && read && read->rows == 1 && RowReadsBackAs(row, *read)) {
         WriteText(line);
         return true;
     }
-    std::vector<std::string> items;
-    for (std::size_t begin = 0, at = message.find('\x1a'); at != std::string::npos;
-         begin = at + 1, at = message.find('\x1a', begin))
-        items.push_back(message.substr(begin, at - begin));
-    if (!ok && items.size() >= 4) {
-        for (std::size_t i = 1; i + 2 < items.size(); ++i)
-            ReportExpected(items[i]);
-        tokenText = items[items.size() - 2];
+    if (!ok && found.located && !found.expected.empty()) {
+        for (const std::string& expected : found.expected)
+            ReportExpected(expected);
+        tokenText = found.token;
     } else {
         ReportExpected("Comment, Newline");
         tokenText = RowCell(row, 1);
@@ -387,7 +383,7 @@ void CTaskStubParser::FinishUpdate()
     FlushEmptyLines();
 }
 
-bool CTaskStubParser::Run(std::unique_ptr<CAttributeList>& list, std::string& errorText)
+bool CTaskStubParser::Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found)
 {
     BeginRun(list);
     if (fileOpened && attributes) {
@@ -404,7 +400,7 @@ bool CTaskStubParser::Run(std::unique_ptr<CAttributeList>& list, std::string& er
         ReportExpected("TABLE");
         ReportFailureLocation();
     }
-    return EndRun(list, errorText);
+    return EndRun(list, found);
 }
 
 }  // namespace tolvik

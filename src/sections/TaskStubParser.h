@@ -28,7 +28,7 @@ public:
     CTaskStubParser(std::string_view text, bool sourceInMemory, std::string_view startName,
                     std::string_view endName, int mode);
 
-    bool Run(std::unique_ptr<CAttributeList>& list, std::string& errorText) override;
+    bool Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found) override;
 
 private:
     bool FindRegion();

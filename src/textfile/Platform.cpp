@@ -7,7 +7,22 @@ namespace tolvik {
 namespace {
 std::atomic<Platform*> g_platform{nullptr};
 std::atomic<MessageHook> g_messageHook{nullptr};
+// Export calls running on this thread (nested ones included), and whether the
+// outermost has shown its message box.
+thread_local int t_callDepth = 0;
+thread_local bool t_messageShown = false;
 }  // namespace
+
+CallScope::CallScope() noexcept
+{
+    if (t_callDepth++ == 0)
+        t_messageShown = false;
+}
+
+CallScope::~CallScope()
+{
+    --t_callDepth;
+}
 
 Platform& CurrentPlatform()
 {
@@ -23,6 +38,11 @@ Platform* SetPlatform(Platform* platform)
 
 void ShowMessage(const char* text, const char* caption, std::uint32_t style)
 {
+    if (t_callDepth > 0) {
+        if (t_messageShown)
+            return;
+        t_messageShown = true;
+    }
     if (MessageHook hook = g_messageHook.load()) {
         hook(text, caption, style);
         return;

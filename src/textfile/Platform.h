@@ -63,7 +63,19 @@ Platform& CurrentPlatform();
 // Installs `platform` (null: the native one) and returns the previous one.
 Platform* SetPlatform(Platform* platform);
 
-// Shows a message box, or hands it to the host's hook when one is set.
+// One export call on this thread, for as long as the object lives. Inside it
+// the message box is shown at most once, however often it is asked for: a
+// table that drops a million cells asks the user once, not a million times.
+class CallScope {
+public:
+    CallScope() noexcept;
+    ~CallScope();
+    CallScope(const CallScope&) = delete;
+    CallScope& operator=(const CallScope&) = delete;
+};
+
+// Shows a message box, or hands it to the host's hook when one is set; inside
+// a CallScope only the first time.
 void ShowMessage(const char* text, const char* caption, std::uint32_t style);
 using MessageHook = void (*)(const char* text, const char* caption, std::uint32_t style);
 void SetMessageHook(MessageHook hook);

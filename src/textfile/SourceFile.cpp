@@ -12,7 +12,6 @@
 namespace tolvik {
 
 namespace {
-constexpr char kSeparator = '\x1a';
 constexpr char kEndOfText = '\x1a';  // ends a text-mode input, as DOS editors wrote it
 constexpr std::size_t kBlockSize = 64 * 1024;
 constexpr int kTabWidth = 8;
@@ -215,7 +214,7 @@ CSourceFile::CSourceFile(std::string_view source, bool inMemory, int mode_, bool
     if (inMemory) {
         // A text handed over in memory ends at its first NUL, as a C string does.
         std::string text(source.substr(0, source.find('\0')));
-        messageBuffer = std::string(1, kSeparator);
+        diagnostic = Diagnostic::Finding(std::string());
         input_ = std::make_unique<Input>(std::move(text));
         fileOpened = true;
         ReadLine();
@@ -225,7 +224,7 @@ CSourceFile::CSourceFile(std::string_view source, bool inMemory, int mode_, bool
     fileName = std::string(source);
     commentText = fileName;
     OemToAnsi(commentText);
-    messageBuffer = commentText + kSeparator;
+    diagnostic = Diagnostic::Finding(commentText);
 
     Platform& platform = CurrentPlatform();
     if (fileName.empty() || !platform.Exists(fileName)) {

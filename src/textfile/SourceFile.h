@@ -15,6 +15,8 @@
 #include <string>
 #include <string_view>
 
+#include "../core/Diagnostic.h"
+
 namespace tolvik {
 
 class PlatformFile;
@@ -97,8 +99,9 @@ public:
     bool keepBackup;
     bool binary;
     bool fileOpened = false;
-    // Starts with the file name (ANSI) and 0x1A; failed expectations follow.
-    std::string messageBuffer;
+    // What the run found wrong: the file name (ANSI), then failed expectations
+    // and where reading stopped.
+    Diagnostic diagnostic;
 
 protected:
     // Writes text produced by the handler: converted to OEM, line ends in the

@@ -9,24 +9,9 @@ namespace tolvik {
 
 namespace {
 
-constexpr char kSeparator = '\x1a';
-// A message never grows past this; a longer token or list is cut short.
-constexpr std::size_t kMaxMessage = 2047;
-
 constexpr std::array<std::string_view, kAttributeColumns> kColumnNames = {
     "",    "Name", "",        "PLA",   "ELA",   "LN",    "Pages", "Cycle",
     "PRI", "$BUF", "BlkSize", "Def_L", "Def_X", "Def_I", "Def_R"};
-
-// Appends `item` and the separator, shortening `item` so the message stays
-// within its limit.
-void AppendItem(std::string& message, std::string_view item)
-{
-    const std::size_t room = message.size() < kMaxMessage ? kMaxMessage - message.size() : 0;
-    if (room == 0)
-        return;
-    message += item.substr(0, room - 1);
-    message += kSeparator;
-}
 
 bool IsPathSeparator(char c)
 {
@@ -74,13 +59,14 @@ std::string CSourceParser::BackupName(const std::string& fileName)
 void CSourceParser::ReportExpected(std::string_view expected)
 {
     parseOk = false;
-    AppendItem(messageBuffer, expected);
+    diagnostic.expected.emplace_back(expected);
 }
 
 void CSourceParser::ReportFailureLocation()
 {
-    AppendItem(messageBuffer, tokenText);
-    AppendItem(messageBuffer, std::to_string(lineNumber));
+    diagnostic.located = true;
+    diagnostic.token = tokenText;
+    diagnostic.line = lineNumber;
     if (attributes)
         attributes->RemoveAll();
 }
@@ -210,7 +196,7 @@ void CSourceParser::BeginRun(std::unique_ptr<CAttributeList>& list)
         attributes = list.get();
 }
 
-bool CSourceParser::EndRun(std::unique_ptr<CAttributeList>& list, std::string& errorText)
+bool CSourceParser::EndRun(std::unique_ptr<CAttributeList>& list, Diagnostic& found)
 {
     const bool ok = fileOpened && parseOk;
     if (mode == kRead) {
@@ -222,7 +208,7 @@ bool CSourceParser::EndRun(std::unique_ptr<CAttributeList>& list, std::string& e
             list.reset();
         }
     }
-    errorText = messageBuffer;
+    found = diagnostic;
     return ok;
 }
 
@@ -232,7 +218,7 @@ void CSourceParser::FailFinish(const std::string& concerned)
     status = kNoAccess;
     std::string name = concerned;
     OemToAnsi(name);
-    messageBuffer = name + kSeparator;
+    diagnostic = Diagnostic::Finding(std::move(name));
     DiscardTemp();
 }
 

@@ -25,9 +25,9 @@ public:
 
     // Runs the handler. Read mode: on success `list` receives the new table.
     // Update and write mode: `list` is the caller's table, which the run reads
-    // (and may change). `errorText` always receives the message buffer.
+    // (and may change). `found` always receives the run's diagnostic.
     // True when the file was opened and everything succeeded.
-    virtual bool Run(std::unique_ptr<CAttributeList>& list, std::string& errorText) = 0;
+    virtual bool Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found) = 0;
 
     // The name a column's value is written under ("" for none).
     static std::string_view ColumnName(int column);
@@ -74,9 +74,9 @@ public:
 protected:
     // Takes the caller's table in update and write mode.
     void BeginRun(std::unique_ptr<CAttributeList>& list);
-    // Hands the table out in read mode on success, copies the message buffer
-    // and returns the run's result.
-    bool EndRun(std::unique_ptr<CAttributeList>& list, std::string& errorText);
+    // Hands the table out in read mode on success, copies the diagnostic and
+    // returns the run's result.
+    bool EndRun(std::unique_ptr<CAttributeList>& list, Diagnostic& found);
     // The cell of `column` in the current row, or null.
     const std::string* Cell(int column) const;
     void SetCell(int column, std::string_view text);

@@ -57,7 +57,7 @@ CBpacValuesParser::CBpacValuesParser(std::string_view source, int mode_, bool in
     expandTabs = true;
 }
 
-bool CBpacValuesParser::Run(std::unique_ptr<CAttributeList>& list, std::string& errorText)
+bool CBpacValuesParser::Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found)
 {
     BeginRun(list);
     if (fileOpened) {
@@ -87,7 +87,7 @@ bool CBpacValuesParser::Run(std::unique_ptr<CAttributeList>& list, std::string& 
         if (mode != kRead)
             Finish();
     }
-    return EndRun(list, errorText);
+    return EndRun(list, found);
 }
 
 bool CBpacValuesParser::FindOpeningLine()

@@ -32,7 +32,7 @@ public:
     // `mode` 1 reads, 2 updates.
     CBpacValuesParser(std::string_view source, int mode, bool sourceInMemory = false);
 
-    bool Run(std::unique_ptr<CAttributeList>& list, std::string& errorText) override;
+    bool Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found) override;
     bool WriteHeader() override;
     bool WriteRows() override;
     bool ReadHeader() override;

@@ -57,7 +57,7 @@ std::string CDeclarationParser::KeyOf(std::string_view declaration)
     return key;
 }
 
-bool CDeclarationParser::Run(std::unique_ptr<CAttributeList>& list, std::string& errorText)
+bool CDeclarationParser::Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found)
 {
     BeginRun(list);
     if (fileOpened) {
@@ -70,7 +70,7 @@ bool CDeclarationParser::Run(std::unique_ptr<CAttributeList>& list, std::string&
         if (mode != kRead)
             Finish();
     }
-    return EndRun(list, errorText);
+    return EndRun(list, found);
 }
 
 // "{" keyword declaration-words [Comment] NEWLINE "}" and nothing after it.

@@ -35,7 +35,7 @@ public:
     CDeclarationParser(std::string_view source, bool sourceInMemory, int mode,
                        DeclarationAction action);
 
-    bool Run(std::unique_ptr<CAttributeList>& list, std::string& errorText) override;
+    bool Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found) override;
 
     // The text up to the first "=" (all of it without one), white space runs
     // folded to one blank, trimmed and upper-cased: "r  count=5" gives

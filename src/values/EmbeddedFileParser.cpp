@@ -262,7 +262,7 @@ bool CEmbeddedFileParser::WritableBlock()
     return true;
 }
 
-bool CEmbeddedFileParser::Run(std::unique_ptr<CAttributeList>& list, std::string& errorText)
+bool CEmbeddedFileParser::Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found)
 {
     BeginRun(list);
     if (fileOpened) {
@@ -289,7 +289,7 @@ bool CEmbeddedFileParser::Run(std::unique_ptr<CAttributeList>& list, std::string
         if (!reading)
             Finish();
     }
-    return EndRun(list, errorText);
+    return EndRun(list, found);
 }
 
 }  // namespace tolvik

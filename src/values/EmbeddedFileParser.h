@@ -39,7 +39,7 @@ public:
     // file at that line instead of after the embedding point.
     void SetAction(Action action, int startLine = 0);
 
-    bool Run(std::unique_ptr<CAttributeList>& list, std::string& errorText) override;
+    bool Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found) override;
 
     // The line of the start marker that the run found (0 when none was found).
     int startLine = 0;

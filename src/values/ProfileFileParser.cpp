@@ -44,7 +44,7 @@ std::unique_ptr<CAttributeList> CProfileFileParser::DefaultRequest()
     return request;
 }
 
-bool CProfileFileParser::Run(std::unique_ptr<CAttributeList>& list, std::string& errorText)
+bool CProfileFileParser::Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found)
 {
     if (mode == kRead) {
         request_ = std::move(list);
@@ -64,7 +64,7 @@ bool CProfileFileParser::Run(std::unique_ptr<CAttributeList>& list, std::string&
         if (mode != kRead)
             Finish();
     }
-    return EndRun(list, errorText);
+    return EndRun(list, found);
 }
 
 // ---------------------------------------------------------------------------
@@ -734,7 +734,7 @@ void CProfileFileParser::WriteFile()
     // The file's shape, read as a listing of everything.
     std::vector<LayoutItem> items;
     layout_ = &items;
-    const std::string message = messageBuffer;
+    const Diagnostic message = diagnostic;
     ReadTopLevel();
     constexpr std::size_t kNoTail = static_cast<std::size_t>(-1);
     std::size_t tail = kNoTail;
@@ -743,7 +743,7 @@ void CProfileFileParser::WriteFile()
     else if (tokenKind != kEndOfFile)
         tail = LineIndex();
     parseOk = true;
-    messageBuffer = message;
+    diagnostic = message;
     layout_ = nullptr;
     skippedSpace.clear();
 

@@ -31,7 +31,7 @@ public:
     // Read mode: `list` holds the request table on entry (it is consumed) and
     // receives the result table on success. Write mode: `list` is the table
     // to write.
-    bool Run(std::unique_ptr<CAttributeList>& list, std::string& errorText) override;
+    bool Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found) override;
 
     // The request table a listing read uses when the host gives none: every
     // section, every parameter.

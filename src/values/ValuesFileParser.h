@@ -20,7 +20,7 @@ class CValuesFileParser : public CSourceParser {
 public:
     CValuesFileParser(std::string_view source, bool sourceInMemory, int mode);
 
-    bool Run(std::unique_ptr<CAttributeList>& list, std::string& errorText) override = 0;
+    bool Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found) override = 0;
     // Update mode: the header line of the new block.
     virtual bool WriteHeader() = 0;
     // Update mode: one line per value row of the table.

@@ -68,7 +68,7 @@ Outcome RunParser(const std::string& file, int mode, std::unique_ptr<CAttributeL
 {
     CBpacValuesParser parser(file, mode);
     Outcome outcome;
-    outcome.ok = parser.Run(list, outcome.message);
+    outcome.ok = test::RunParser(parser, list, outcome.message);
     return outcome;
 }
 

@@ -38,7 +38,7 @@ std::unique_ptr<CAttributeList> Parse(const std::string& text, std::string& mess
 {
     CDeclarationParser reader(text, true, kRead, DeclarationAction::kInsert);
     std::unique_ptr<CAttributeList> list;
-    reader.Run(list, message);
+    RunParser(reader, list, message);
     return list;
 }
 
@@ -138,7 +138,7 @@ TEST(DeclarationUpdate, WithoutParsedDeclarationTheFileStays)
     for (const char* cell : {"VAR", "= 1", kEmptyCell})  // a declaration without a name
         table->AddAttribute(cell);
     std::string message;
-    EXPECT_FALSE(writer.Run(table, message));
+    EXPECT_FALSE(RunParser(writer, table, message));
     EXPECT_EQ(message,
               "P.SRC\x1aIDENTIFIER\x1a\x1a"
               "1\x1a");

@@ -29,6 +29,30 @@ struct GoldenCase {
 };
 
 constexpr char kPoint[] = "STUBS";
+
+// What a step gave, as these tests look at it.
+struct HandlerOutcome {
+    HandlerOutcome() = default;
+    HandlerOutcome(const Outcome& o)
+        : opened(o.ok() || o.diagnostic.message),
+          ok(o.ok()),
+          code(o.diagnostic.code),
+          message(o.diagnostic.MessageText())
+    {
+    }
+    bool opened = false;
+    bool ok = false;
+    ResultCode code = ResultCode::kOk;
+    std::string message;
+};
+
+HandlerOutcome ReadText(const std::string& file, const std::string& name,
+                        std::unique_ptr<CAttributeList>& list)
+{
+    Outcome read = ReadEmbeddedText(file, name);
+    list = std::move(read.table);
+    return read;
+}
 constexpr char kNewText[] = "line 1\r\nline 2";
 
 class EmbeddedGolden : public ::testing::TestWithParam<GoldenCase> {};
@@ -46,7 +70,7 @@ TEST_P(EmbeddedGolden, GivesTheExpectedTextOrFile)
     switch (c.op) {
         case Op::kRead: {
             std::unique_ptr<CAttributeList> list;
-            outcome = ReadEmbeddedText(file, c.embedded, list);
+            outcome = ReadText(file, c.embedded, list);
             if (list)
                 result = list->FirstText() + list->SecondText();
             break;
@@ -62,7 +86,7 @@ TEST_P(EmbeddedGolden, GivesTheExpectedTextOrFile)
             CEmbeddedFileParser remover(file, c.embedded, std::nullopt, std::nullopt, kUpdate);
             remover.SetAction(CEmbeddedFileParser::Action::kRemove);
             std::unique_ptr<CAttributeList> none;
-            outcome = RunHandler(remover, none);
+            outcome = RunHandler(remover, none, file);
             result = dir.Read("task.tse");
             break;
         }
@@ -116,16 +140,16 @@ TEST(EmbeddedFile, InsertedThenReadGivesTheContentBack)
 {
     TempDir dir;
     const std::string file = dir.Write("t.tse", "A\n; EmbeddPoint P\nB\n");
-    ASSERT_TRUE(StoreEmbeddedText(file, "P", "X", "one\r\ntwo\r\n", false).ok);
-    ASSERT_TRUE(StoreEmbeddedText(file, "P", "Y", "", false).ok);
+    ASSERT_TRUE(StoreEmbeddedText(file, "P", "X", "one\r\ntwo\r\n", false).ok());
+    ASSERT_TRUE(StoreEmbeddedText(file, "P", "Y", "", false).ok());
     std::unique_ptr<CAttributeList> list;
-    ASSERT_TRUE(ReadEmbeddedText(file, "X", list).ok);
+    ASSERT_TRUE(ReadText(file, "X", list).ok);
     EXPECT_EQ(list->FirstText(), "one\ntwo\n");
     // Empty content gets no line of its own.
     EXPECT_EQ(dir.Read("t.tse"),
               "A\n; EmbeddPoint P\n; EmbeddedFileStart  \"Y\"\n; EmbeddedFileEnd  \"Y\"\n"
               "; EmbeddedFileStart  \"X\"\none\ntwo\n; EmbeddedFileEnd  \"X\"\nB\n");
-    ASSERT_TRUE(ReadEmbeddedText(file, "Y", list).ok);
+    ASSERT_TRUE(ReadText(file, "Y", list).ok);
     EXPECT_EQ(TextLength(*list), 0u);
 }
 
@@ -140,7 +164,7 @@ TEST(EmbeddedFile, ReplacingRewritesTheFileOnceWithTheNewBlockWhereTheOldOneWas)
     writer.SetAction(CEmbeddedFileParser::Action::kReplace);
     std::unique_ptr<CAttributeList> none;
     std::string message;
-    ASSERT_TRUE(writer.Run(none, message)) << message;
+    ASSERT_TRUE(RunParser(writer, none, message)) << message;
     EXPECT_EQ(writer.startLine, 2);
     EXPECT_EQ(dir.Read("t.tse"),
               "A\n; EmbeddedFileStart  \"X\"\nnew\n; EmbeddedFileEnd  \"X\"\nB\n");
@@ -184,9 +208,9 @@ TEST(EmbeddedFile, BlockThatWouldNotReadBackIsNotWritten)
     // The end marker of another name is ordinary content.
     TempDir dir;
     const std::string file = dir.Write("t.tse", "; EmbeddPoint P\n");
-    ASSERT_TRUE(StoreEmbeddedText(file, "P", "X", "; EmbeddedFileEnd \"Y\"\n", true).ok);
+    ASSERT_TRUE(StoreEmbeddedText(file, "P", "X", "; EmbeddedFileEnd \"Y\"\n", true).ok());
     std::unique_ptr<CAttributeList> list;
-    ASSERT_TRUE(ReadEmbeddedText(file, "X", list).ok);
+    ASSERT_TRUE(ReadText(file, "X", list).ok);
     EXPECT_EQ(list->FirstText(), "; EmbeddedFileEnd \"Y\"\n");
 }
 
@@ -198,7 +222,7 @@ TEST(EmbeddedFile, InsertAtAStartLinePutsTheBlockBeforeThatLine)
     writer.SetAction(CEmbeddedFileParser::Action::kInsert, 2);
     std::unique_ptr<CAttributeList> none;
     std::string message;
-    ASSERT_TRUE(writer.Run(none, message));
+    ASSERT_TRUE(RunParser(writer, none, message));
     EXPECT_EQ(dir.Read("t.tse"),
               "one\n; EmbeddedFileStart  \"X\"\nx\n; EmbeddedFileEnd  \"X\"\ntwo\nthree\n");
 }
@@ -222,7 +246,7 @@ TEST(EmbeddedFile, LongTextFillsTwoBlocksAndDropsWhatNeitherHolds)
     const std::string file =
         dir.Write("t.tse", "; EmbeddedFileStart \"X\"\n" + body + "; EmbeddedFileEnd \"X\"\n");
     std::unique_ptr<CAttributeList> list;
-    ASSERT_TRUE(ReadEmbeddedText(file, "X", list).ok);
+    ASSERT_TRUE(ReadText(file, "X", list).ok);
     EXPECT_EQ(list->FirstText(), Lines(31, 1000, 'a'));
     EXPECT_EQ(list->SecondText(), Lines(31, 1000, 'b'));
 
@@ -230,7 +254,7 @@ TEST(EmbeddedFile, LongTextFillsTwoBlocksAndDropsWhatNeitherHolds)
     // the limit stays in it.
     const std::string exact = Lines(31, 1000, 'a') + Lines(1, 999, 'd') + "e\n";
     dir.Write("u.tse", "; EmbeddedFileStart \"X\"\n" + exact + "; EmbeddedFileEnd \"X\"\n");
-    ASSERT_TRUE(ReadEmbeddedText(dir.Path("u.tse"), "X", list).ok);
+    ASSERT_TRUE(ReadText(dir.Path("u.tse"), "X", list).ok);
     EXPECT_EQ(list->FirstText().size(), 31999u);
     EXPECT_EQ(list->SecondText(), "e\n");
 }
@@ -239,9 +263,9 @@ TEST(EmbeddedFile, MissingFileIsNotOpened)
 {
     TempDir dir;
     std::unique_ptr<CAttributeList> list;
-    HandlerOutcome outcome = ReadEmbeddedText(dir.Path("none.tse"), "X", list);
+    HandlerOutcome outcome = ReadText(dir.Path("none.tse"), "X", list);
     EXPECT_FALSE(outcome.opened);
-    EXPECT_EQ(outcome.status, kMissing);
+    EXPECT_EQ(outcome.code, ResultCode::kMissing);
     outcome = StoreEmbeddedText(dir.Path("none.tse"), "P", "X", "x", true);
     EXPECT_FALSE(outcome.opened);
     EXPECT_FALSE(dir.Exists("none.tse"));

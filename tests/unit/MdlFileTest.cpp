@@ -121,7 +121,7 @@ RunResult RunParser(const std::string& file, int mode, std::unique_ptr<CAttribut
     RunResult result;
     result.list = std::move(list);
     CMdlFileParser parser(file, mode);
-    result.ok = parser.Run(result.list, result.message);
+    result.ok = test::RunParser(parser, result.list, result.message);
     return result;
 }
 

@@ -9,7 +9,7 @@
 
 #include "TestHandler.h"
 #include "TestSupport.h"
-#include "api/ExportFrame.h"
+#include "api/Frame.h"
 #include "textfile/Charset.h"
 #include "textfile/Platform.h"
 
@@ -26,7 +26,7 @@ std::unique_ptr<CAttributeList> ReadWords(const std::string& source, bool inMemo
 {
     CWordListParser parser(source, inMemory, kRead);
     std::unique_ptr<CAttributeList> list;
-    *ok = parser.Run(list, *message);
+    *ok = RunParser(parser, list, *message);
     return list;
 }
 
@@ -41,7 +41,7 @@ bool UpdateWords(const std::string& name, const std::vector<std::string>& cells,
     list->rows = static_cast<std::uint32_t>(cells.size());
     CWordListParser parser(name, false, kUpdate);
     std::string ignored;
-    bool ok = parser.Run(list, message ? *message : ignored);
+    bool ok = RunParser(parser, list, message ? *message : ignored);
     if (status)
         *status = parser.status;
     return ok;
@@ -90,7 +90,7 @@ public:
     {
         attributes = &table;
     }
-    bool Run(std::unique_ptr<CAttributeList>&, std::string&) override { return true; }
+    bool Run(std::unique_ptr<CAttributeList>&, Diagnostic&) override { return true; }
 };
 
 class AttributeStore : public ::testing::Test {
@@ -164,7 +164,7 @@ TEST(ParserBase, ExpectEndOfLineAndSlashWord)
             SetClass("/", kPunctuatorChar);
             SetClass(";", kCommentChar);
         }
-        bool Run(std::unique_ptr<CAttributeList>&, std::string&) override { return true; }
+        bool Run(std::unique_ptr<CAttributeList>&, Diagnostic&) override { return true; }
     };
     Probe good("/FAST ; note\nNEXT");
     std::string option, comment;
@@ -185,7 +185,7 @@ TEST(ParserBase, ExpectEndOfLineAndSlashWord)
     EXPECT_FALSE(bad.ExpectSlashWord(option));
     bad.GetToken();
     EXPECT_FALSE(bad.ExpectEndOfLine(&comment, 2));
-    EXPECT_EQ(bad.messageBuffer, "\x1aIDENTIFIER\x1aNEWLINE\x1a");
+    EXPECT_EQ(bad.diagnostic.MessageText(), "\x1aIDENTIFIER\x1aNEWLINE\x1a");
     EXPECT_FALSE(bad.parseOk);
 }
 
@@ -240,7 +240,7 @@ TEST(ParserBase, FinishWithoutBackupLeavesNoBakFile)
     auto list = std::make_unique<CAttributeList>();
     list->columns = 1;
     std::string message;
-    EXPECT_TRUE(parser.Run(list, message));
+    EXPECT_TRUE(RunParser(parser, list, message));
     EXPECT_EQ(dir.Files(), std::vector<std::string>{"M.MDL"});
 }
 
@@ -355,7 +355,7 @@ TEST(ParserBase, FailedParseLeavesSourceAndBackupUntouched)
     dir.Write("M.BAK", "backup\n");
     struct Failing : CWordListParser {
         using CWordListParser::CWordListParser;
-        bool Run(std::unique_ptr<CAttributeList>& list, std::string& text) override
+        bool Run(std::unique_ptr<CAttributeList>& list, Diagnostic& text) override
         {
             BeginRun(list);
             ReportExpected("IDENTIFIER");
@@ -367,7 +367,7 @@ TEST(ParserBase, FailedParseLeavesSourceAndBackupUntouched)
     Failing parser(name, false, kUpdate);
     auto list = std::make_unique<CAttributeList>();
     std::string message;
-    EXPECT_FALSE(parser.Run(list, message));
+    EXPECT_FALSE(RunParser(parser, list, message));
     EXPECT_EQ(dir.Files(), (std::vector<std::string>{"M.BAK", "M.MDL"}));
     EXPECT_EQ(dir.Read("M.MDL"), "a\nFAIL =\n");
     EXPECT_EQ(dir.Read("M.BAK"), "backup\n");
@@ -433,13 +433,23 @@ TEST(Sharing, ReadOnlyFileCannotBeUpdated)
 TEST(ExportFrameTest, RecordsForMissingLockedAndBadFiles)
 {
     TempDir dir;
-    HandlerFactory make = [](const std::string& file, int mode) {
+    auto make = [](const std::string& file, int mode) -> std::unique_ptr<CSourceParser> {
         return std::make_unique<CWordListParser>(file, false, mode);
+    };
+    auto OpenFrame = [&make](const char* file, std::uint32_t* handle, std::uint16_t* rows,
+                             std::uint16_t* cols, char* err) {
+        return OpenExport({file, err, handle, rows, cols},
+                          [&make](const std::string& name) { return ReadWith(make, name); });
+    };
+    auto CloseFrame = [&make](const char* file, std::uint32_t* handle, char* err) {
+        return CloseExport({file, err, handle}, [&make](const std::string& name, auto& table) {
+            return RunHandler(make, name, kUpdate, table);
+        });
     };
     char err[4096];
     std::uint32_t handle = 77;
     std::uint16_t rows = 9, cols = 9;
-    EXPECT_EQ(OpenFrame("absent.txt", &handle, &rows, &cols, err, make), 0);
+    EXPECT_EQ(OpenFrame("absent.txt", &handle, &rows, &cols, err), 0);
     EXPECT_STREQ(err,
                  "4\x1a"
                  "absent.txt\x1a\x1a\x1a\x1a");
@@ -447,13 +457,13 @@ TEST(ExportFrameTest, RecordsForMissingLockedAndBadFiles)
     EXPECT_EQ(rows + cols, 0);
 
     const std::string bad = dir.Write("bad.txt", "FAIL /\n");
-    EXPECT_EQ(OpenFrame(bad.c_str(), &handle, &rows, &cols, err, make), 0);
+    EXPECT_EQ(OpenFrame(bad.c_str(), &handle, &rows, &cols, err), 0);
     EXPECT_EQ(std::string(err), "2\x1a" + bad +
                                     "\x1aIDENTIFIER\x1a/\x1a"
                                     "1\x1a\x1a\x1a\x1a\x1a");
 
     const std::string good = dir.Write("good.txt", "a b\nc\n");
-    EXPECT_EQ(OpenFrame(good.c_str(), &handle, &rows, &cols, err, make), -1);
+    EXPECT_EQ(OpenFrame(good.c_str(), &handle, &rows, &cols, err), -1);
     EXPECT_STREQ(err, "0\x1a\x1a\x1a\x1a\x1a");
     EXPECT_NE(handle, 0u);
     EXPECT_EQ(rows, 3);
@@ -461,13 +471,13 @@ TEST(ExportFrameTest, RecordsForMissingLockedAndBadFiles)
 
     WithLockHeldByChild(good, false, [&] {
         std::uint32_t copy = handle;
-        EXPECT_EQ(CloseFrame(good.c_str(), &copy, err, kUpdate, make), 0);
+        EXPECT_EQ(CloseFrame(good.c_str(), &copy, err), 0);
         EXPECT_STREQ(err, ("3\x1a" + good + "\x1a\x1a\x1a\x1a").c_str());
         EXPECT_EQ(copy, 0u);  // consumed even though nothing was written
     });
     // The handle is gone: a second close is refused, a null one succeeds.
-    EXPECT_EQ(CloseFrame(good.c_str(), &handle, err, kUpdate, make), 0);
-    EXPECT_EQ(CloseFrame(good.c_str(), &handle, err, kUpdate, make), -1);
+    EXPECT_EQ(CloseFrame(good.c_str(), &handle, err), 0);
+    EXPECT_EQ(CloseFrame(good.c_str(), &handle, err), -1);
     EXPECT_STREQ(err, "0\x1a\x1a\x1a\x1a\x1a");
     EXPECT_EQ(dir.Read("good.txt"), "a b\nc\n");
 }

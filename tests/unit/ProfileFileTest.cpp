@@ -9,7 +9,7 @@
 #include <sstream>
 
 #include "TestSupport.h"
-#include "api/ErrorRecord.h"
+#include "api/Frame.h"
 #include "textfile/Platform.h"
 
 using namespace tolvik;
@@ -108,7 +108,7 @@ ReadOutcome ReadProfile(const std::string& file, long flags,
     ReadOutcome outcome;
     CProfileFileParser parser(file, false, kRead, flags);
     outcome.table = std::move(request);
-    outcome.ok = parser.Run(outcome.table, outcome.message);
+    outcome.ok = RunParser(parser, outcome.table, outcome.message);
     outcome.result = outcome.ok ? parser.LongestCell() + 1 : 0;
     return outcome;
 }
@@ -118,7 +118,7 @@ bool WriteProfile(const std::string& file, long flags, std::unique_ptr<CAttribut
 {
     CProfileFileParser parser(file, false, kWrite, flags);
     std::string text;
-    const bool ok = parser.Run(table, text);
+    const bool ok = RunParser(parser, table, text);
     if (message)
         *message = text;
     return ok;
@@ -459,7 +459,7 @@ TEST(ProfileRead, InMemoryTextHasNoFileNameInItsMessage)
     CProfileFileParser parser("[S]\nA B\n", true, kRead, kListing);
     std::unique_ptr<CAttributeList> list = CProfileFileParser::DefaultRequest();
     std::string message;
-    EXPECT_FALSE(parser.Run(list, message));
+    EXPECT_FALSE(RunParser(parser, list, message));
     EXPECT_EQ(message,
               "\x1a=\x1a"
               "B\x1a"

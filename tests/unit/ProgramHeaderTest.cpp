@@ -28,7 +28,7 @@ Outcome RunHeader(const std::string& file, int mode, std::unique_ptr<CAttributeL
     CProgramHeaderParser parser(file, false, mode, CompiledKindOf(file) != 0);
     Outcome outcome;
     outcome.table = std::move(table);
-    outcome.ok = parser.Run(outcome.table, outcome.message);
+    outcome.ok = RunParser(parser, outcome.table, outcome.message);
     outcome.status = parser.status;
     return outcome;
 }

@@ -62,7 +62,7 @@ RunResult Run(const std::string& source, bool inMemory, const std::string& start
     if (dump)
         result.table = TableFrom(*dump);
     Parser parser(source, inMemory, start, end, dump ? kWrite : kRead);
-    result.ok = parser.Run(result.table, result.message);
+    result.ok = RunParser(parser, result.table, result.message);
     result.message = Visible(result.message);
     return result;
 }

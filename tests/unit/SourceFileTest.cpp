@@ -207,8 +207,8 @@ TEST(SourceFile, StatusOfMissingAndUnreadableFiles)
     CSourceFile ok(name, false, kRead, false);
     EXPECT_EQ(ok.status, kOpened);
     EXPECT_TRUE(ok.IsOpen());
-    EXPECT_EQ(ok.messageBuffer, name + "\x1a");
-    EXPECT_EQ(CSourceFile("text", true, kRead, false).messageBuffer, "\x1a");
+    EXPECT_EQ(ok.diagnostic.MessageText(), name + "\x1a");
+    EXPECT_EQ(CSourceFile("text", true, kRead, false).diagnostic.MessageText(), "\x1a");
 }
 
 TEST(SourceFile, WholeFileHelpers)

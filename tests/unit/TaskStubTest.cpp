@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "TestSupport.h"
-#include "api/StubFrame.h"
 #include "sections/TaskStubParser.h"
 #include "textfile/Charset.h"
 
@@ -48,7 +47,7 @@ Outcome ReadStub(const std::string& stored)
 {
     Outcome outcome;
     CTaskStubParser parser(Wrapped(stored), true, "", "", kRead);
-    outcome.ok = parser.Run(outcome.list, outcome.message);
+    outcome.ok = RunParser(parser, outcome.list, outcome.message);
     return outcome;
 }
 
@@ -57,7 +56,7 @@ Outcome UpdateStub(const std::string& stored, std::unique_ptr<CAttributeList> li
     Outcome outcome;
     outcome.list = std::move(list);
     CTaskStubParser parser(Wrapped(stored), true, "", "", kUpdate);
-    outcome.ok = parser.Run(outcome.list, outcome.message);
+    outcome.ok = RunParser(parser, outcome.list, outcome.message);
     outcome.output = parser.outputText;
     return outcome;
 }
@@ -265,7 +264,7 @@ TEST(TaskStub, MissingSectionHeaderIsAnError)
     CTaskStubParser parser("R A = 1\n", true, "", "", kRead);
     std::unique_ptr<CAttributeList> list;
     std::string message;
-    EXPECT_FALSE(parser.Run(list, message));
+    EXPECT_FALSE(RunParser(parser, list, message));
     EXPECT_EQ(Visible(message), "|||2|");
 }
 
@@ -275,11 +274,11 @@ TEST(TaskStub, RegionFromAStartNameToTheLastMatchOfAnEndPattern)
     CTaskStubParser parser(text, true, "b1", "B*", kRead);
     std::unique_ptr<CAttributeList> list;
     std::string message;
-    ASSERT_TRUE(parser.Run(list, message)) << Visible(message);
+    ASSERT_TRUE(RunParser(parser, list, message)) << Visible(message);
     EXPECT_EQ(Dump(*list), "R|B1|2|\nR|C|3|\nR|B2|4|\n");
 
     CTaskStubParser missing(text, true, "A", "Z*", kRead);
-    EXPECT_FALSE(missing.Run(list, message));
+    EXPECT_FALSE(RunParser(missing, list, message));
     EXPECT_EQ(Visible(message), "|Z*||7|");  // the "}" line ends the text
 }
 
@@ -295,7 +294,7 @@ TEST(TaskStub, NonAsciiTextSurvivesACycleWithCodePageConversion)
     Outcome read;
     {
         CTaskStubParser parser(Wrapped(oem), true, "", "", kRead);
-        read.ok = parser.Run(read.list, read.message);
+        read.ok = RunParser(parser, read.list, read.message);
     }
     std::string output;
     bool ok = false;
@@ -304,7 +303,7 @@ TEST(TaskStub, NonAsciiTextSurvivesACycleWithCodePageConversion)
                   "Gr\xF6\xDF"
                   "e");
         CTaskStubParser parser(Wrapped(oem), true, "", "", kUpdate);
-        ok = parser.Run(read.list, read.message);
+        ok = RunParser(parser, read.list, read.message);
         output = parser.outputText;
     }
     OemToAnsi(output);

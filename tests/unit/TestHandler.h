@@ -20,7 +20,7 @@ public:
             attributes->columns = 1;
     }
 
-    bool Run(std::unique_ptr<CAttributeList>& list, std::string& errorText) override
+    bool Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found) override
     {
         BeginRun(list);
         if (fileOpened) {
@@ -33,7 +33,7 @@ public:
             if (mode != kRead)
                 Finish();
         }
-        return EndRun(list, errorText);
+        return EndRun(list, found);
     }
 
 private:

@@ -9,6 +9,7 @@
 
 #include "../capi/CapiSupport.h"
 #include "api/AttributeList.h"
+#include "textfile/SourceParser.h"
 
 namespace tolvik::test {
 
@@ -16,6 +17,16 @@ class TempDir : public TempFolder {
 public:
     TempDir() : TempFolder(kCurrent) {}
 };
+
+// Runs a handler; `message` receives its message as a record carries it.
+inline bool RunParser(CSourceParser& parser, std::unique_ptr<CAttributeList>& list,
+                      std::string& message)
+{
+    Diagnostic found;
+    const bool ok = parser.Run(list, found);
+    message = found.MessageText();
+    return ok;
+}
 
 // A file below tests/data, e.g. TestData("embedded/a.src").
 inline std::string TestData(const std::string& name)

@@ -1,0 +1,330 @@
+#include "Frame.h"
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <mutex>
+
+#include "HandleTable.h"
+
+namespace tolvik {
+
+namespace {
+
+thread_local std::shared_ptr<const Diagnostic> t_last;
+
+// A failed call's record for a handle that was closed already or never
+// issued.
+Diagnostic UnknownHandle(const std::string& file)
+{
+    Diagnostic d = Diagnostic::Finding(file);
+    d.code = ResultCode::kContent;
+    d.expected.emplace_back("HANDLE");
+    d.located = true;
+    return d;
+}
+
+// The record and the thread's last diagnostic for an outcome, made before
+// anything is handed to the host, so that nothing is half done when making
+// them fails.
+struct Conclusion {
+    std::string record;
+    std::shared_ptr<const Diagnostic> diagnostic;
+    bool write = true;
+};
+
+Conclusion Conclude(Outcome& outcome)
+{
+    Conclusion c;
+    c.write = !(outcome.ok() && outcome.silentSuccess);
+    if (c.write)
+        c.record = outcome.diagnostic.RecordText();
+    c.diagnostic = std::make_shared<const Diagnostic>(std::move(outcome.diagnostic));
+    return c;
+}
+
+void Deliver(char* err, Conclusion& c) noexcept
+{
+    if (err && c.write)
+        std::memcpy(err, c.record.c_str(), c.record.size() + 1);
+    t_last = std::move(c.diagnostic);
+}
+
+// The record of a call that failed inside: "3" and the file name, written
+// without allocating (memory may be what ran out).
+void DeliverInternalFailure(char* err, const char* file) noexcept
+{
+    std::size_t length = 0;
+    if (file) {
+        constexpr std::size_t kRoom = kMaxRecord - 7;  // code, five separators, NUL
+        while (length < kRoom && file[length] != '\0')
+            ++length;
+    }
+    if (err) {
+        char* out = err;
+        *out++ = '3';
+        *out++ = kSeparator;
+        std::memcpy(out, file ? file : "", length);
+        out += length;
+        for (int i = 0; i < 4; ++i)
+            *out++ = kSeparator;
+        *out = '\0';
+    }
+    try {
+        auto d = std::make_shared<Diagnostic>();
+        d->code = ResultCode::kNoAccess;
+        d->file.assign(file ? file : "", length);
+        t_last = std::move(d);
+    } catch (...) {
+        t_last.reset();
+    }
+}
+
+// Runs `body` behind the barrier: whatever it throws, `failed` puts the host's
+// handle and counts as the export leaves them on failure, and the call fails
+// with "3" and the file name.
+template <class Body, class Failed>
+std::int32_t Guarded(const Call& call, Body&& body, Failed&& failed) noexcept
+{
+    CallScope scope;
+    try {
+        return body();
+    } catch (...) {
+        failed();
+        DeliverInternalFailure(call.err, call.file);
+        return kFalse;
+    }
+}
+
+void SetCounts(const Call& call, std::uint32_t rows, std::uint32_t cols) noexcept
+{
+    if (call.rows)
+        *call.rows = static_cast<std::uint16_t>(rows);
+    if (call.cols)
+        *call.cols = static_cast<std::uint16_t>(cols);
+}
+
+}  // namespace
+
+Outcome NotOpened(const std::string& file, ResultCode code)
+{
+    Outcome outcome;
+    outcome.diagnostic = Diagnostic::NotOpened(code, file);
+    return outcome;
+}
+
+Outcome RunHandler(CSourceParser& handler, std::unique_ptr<CAttributeList>& list,
+                   const std::string& file, bool wrongKindCode)
+{
+    Outcome outcome;
+    if (!handler.IsOpen()) {
+        outcome.diagnostic = Diagnostic::NotOpened(
+            handler.status == kNoAccess ? ResultCode::kNoAccess : ResultCode::kMissing, file);
+        return outcome;
+    }
+    if (handler.Run(list, outcome.diagnostic)) {
+        outcome.diagnostic = Diagnostic();
+        return outcome;
+    }
+    ResultCode code = ResultCode::kContent;
+    if (handler.status == kNoAccess)
+        code = ResultCode::kNoAccess;
+    else if (handler.status == kWrongKind && wrongKindCode)
+        code = ResultCode::kWrongKind;
+    outcome.diagnostic.code = code;
+    return outcome;
+}
+
+Outcome RunHandler(HandlerFactory make, const std::string& file, int mode,
+                   std::unique_ptr<CAttributeList>& list, bool wrongKindCode)
+{
+    if (file.size() > kMaxFileName)
+        return NotOpened(file);
+    std::unique_ptr<CSourceParser> handler = make(file, mode);
+    return RunHandler(*handler, list, file, wrongKindCode);
+}
+
+Outcome ReadWith(HandlerFactory make, const std::string& file, bool wrongKindCode)
+{
+    std::unique_ptr<CAttributeList> table;
+    Outcome outcome = RunHandler(make, file, kRead, table, wrongKindCode);
+    outcome.table = std::move(table);
+    return outcome;
+}
+
+long NumberInBuffer(const char* buffer)
+{
+    if (!buffer)
+        return 0;
+    // As atol on the 32-bit platform hosts were written for: out-of-range
+    // numbers stop at the 32-bit limits on every platform.
+    long long value = std::strtoll(buffer, nullptr, 10);
+    if (value > INT32_MAX)
+        value = INT32_MAX;
+    if (value < INT32_MIN)
+        value = INT32_MIN;
+    return static_cast<long>(value);
+}
+
+std::string TextOf(const char* text)
+{
+    return text ? std::string(text) : std::string();
+}
+
+std::int32_t OpenExport(const Call& call, FunctionRef<Outcome(const std::string& name)> read)
+{
+    auto failed = [&call]() noexcept {
+        if (call.handle)
+            *call.handle = 0;
+        SetCounts(call, 0, 0);
+    };
+    return Guarded(
+        call,
+        [&]() {
+            Outcome outcome = read(TextOf(call.file));
+            if (!outcome.ok() || !outcome.table) {
+                if (outcome.ok())  // a read that gave no table
+                    outcome.diagnostic = UnknownHandle(TextOf(call.file));
+                Conclusion c = Conclude(outcome);
+                failed();
+                Deliver(call.err, c);
+                return kFalse;
+            }
+            Conclusion c = Conclude(outcome);
+            const std::uint32_t rows = outcome.table->rows;
+            const std::uint32_t cols = outcome.table->columns;
+            // Without a place for the handle, the table is discarded.
+            const std::uint32_t token = call.handle ? CreateHandle(std::move(outcome.table)) : 0;
+            if (call.handle)
+                *call.handle = token;
+            SetCounts(call, rows, cols);
+            Deliver(call.err, c);
+            return outcome.value;
+        },
+        failed);
+}
+
+std::int32_t RequestExport(
+    const Call& call,
+    FunctionRef<Outcome(const std::string& name, std::unique_ptr<CAttributeList>& request)> read)
+{
+    const std::uint32_t token = call.handle ? *call.handle : 0;
+    auto failed = [&call, token]() noexcept {
+        if (token != 0)
+            ReleaseHandle(token);
+        if (call.handle)
+            *call.handle = 0;
+        SetCounts(call, 0, 0);
+    };
+    return Guarded(
+        call,
+        [&]() {
+            const std::string name = TextOf(call.file);
+            std::shared_ptr<HandleRecord> record;
+            std::unique_lock<std::mutex> lock;
+            std::unique_ptr<CAttributeList> request;
+            Outcome outcome;
+            if (token != 0) {
+                record = FindHandle(token);
+                if (record) {
+                    lock = std::unique_lock<std::mutex>(record->mutex);
+                    request = std::move(record->list);
+                }
+            }
+            if (token != 0 && !request)
+                outcome.diagnostic = UnknownHandle(name);
+            else
+                outcome = read(name, request);
+
+            if (!outcome.ok() || !outcome.table) {
+                if (outcome.ok())
+                    outcome.diagnostic = UnknownHandle(name);
+                Conclusion c = Conclude(outcome);
+                if (outcome.diagnostic.code != ResultCode::kNoRequest) {
+                    // A table whose read failed is gone: its handle too.
+                    lock = {};
+                    failed();
+                }
+                Deliver(call.err, c);
+                return kFalse;
+            }
+            Conclusion c = Conclude(outcome);
+            const std::uint32_t rows = outcome.table->rows;
+            const std::uint32_t cols = outcome.table->columns;
+            if (record) {
+                record->rows = rows;
+                record->columns = cols;
+                record->list = std::move(outcome.table);
+            } else if (call.handle) {
+                *call.handle = CreateHandle(std::move(outcome.table));
+            }
+            SetCounts(call, rows, cols);
+            Deliver(call.err, c);
+            return outcome.value;
+        },
+        failed);
+}
+
+std::int32_t CloseExport(
+    const Call& call,
+    FunctionRef<Outcome(const std::string& name, std::unique_ptr<CAttributeList>& table)> write)
+{
+    auto failed = [&call]() noexcept {
+        if (call.handle)
+            *call.handle = 0;
+    };
+    return Guarded(
+        call,
+        [&]() {
+            Outcome outcome;
+            if (call.handle && *call.handle != 0) {
+                // The close consumes the handle whatever happens next.
+                std::shared_ptr<HandleRecord> record = ReleaseHandle(*call.handle);
+                *call.handle = 0;
+                const std::string name = TextOf(call.file);
+                if (record) {
+                    std::lock_guard<std::mutex> lock(record->mutex);
+                    if (record->list)
+                        outcome = write(name, record->list);
+                    else
+                        outcome.diagnostic = UnknownHandle(name);
+                } else {
+                    outcome.diagnostic = UnknownHandle(name);
+                }
+            }
+            Conclusion c = Conclude(outcome);
+            Deliver(call.err, c);
+            return outcome.ok() ? outcome.value : kFalse;
+        },
+        failed);
+}
+
+std::int32_t FileExport(const Call& call, FunctionRef<Outcome(const std::string& name)> change)
+{
+    return Guarded(
+        call,
+        [&]() {
+            Outcome outcome = change(TextOf(call.file));
+            Conclusion c = Conclude(outcome);
+            Deliver(call.err, c);
+            return outcome.ok() ? outcome.value : kFalse;
+        },
+        []() noexcept {});
+}
+
+std::int32_t TableExport(std::int32_t failed, FunctionRef<std::int32_t()> body)
+{
+    CallScope scope;
+    try {
+        return body();
+    } catch (...) {
+        return failed;
+    }
+}
+
+const Diagnostic* LastDiagnostic()
+{
+    return t_last.get();
+}
+
+}  // namespace tolvik
