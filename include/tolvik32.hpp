@@ -65,53 +65,27 @@ public:
         return Error(ErrorCode::kInvalidArgument, std::move(message), {}, {}, 0, {});
     }
 
-    // Decodes a record "code SUB arg1 SUB arg2 SUB arg3 SUB arg4 SUB". A content
-    // error's first argument is itself "file SUB expected... SUB token SUB line
-    // SUB"; a stub's is "stub in file" followed by the inner message, whose
-    // file name is empty (the stub is parsed in memory).
-    static Error FromRecord(std::string_view record)
+    // The failure of the call this thread made last, from the parts the
+    // library keeps of it (TolvikGetDiagnostic); `record` is the record that
+    // call wrote. For a stub the file is "stub in file", and what was expected
+    // and found comes from the finding nested inside.
+    static Error FromLastCall(std::string record)
     {
-        std::vector<std::string> parts;
-        std::size_t start = 0;
-        for (std::size_t i = 0; i < record.size(); ++i) {
-            if (record[i] == TOLVIK_SEPARATOR) {
-                parts.emplace_back(record.substr(start, i - start));
-                start = i + 1;
-            }
-        }
-        if (start < record.size())
-            parts.emplace_back(record.substr(start));
-        while (parts.size() > 1 && parts.back().empty())
-            parts.pop_back();
-
-        const int number = parts.empty() ? 0 : std::atoi(parts[0].c_str());
-        const auto code = static_cast<ErrorCode>(number);
-        std::vector<std::string> args(parts.begin() + (parts.empty() ? 0 : 1), parts.end());
-
-        std::string file = args.empty() ? std::string() : args[0];
-        std::size_t first = 1;
-        if (args.size() >= 2 && args[1].empty()) {
-            // A message about a text parsed in memory names no file.
-            first = 2;
-        } else if (args.size() >= 2 && EndsWith(file, " in " + args[1])) {
-            // "stub in file", then the message about the file.
-            first = 2;
-        } else if (args.size() >= 3 && IsNumber(args[1]) && EndsWith(file, " in " + args[2])) {
-            // "stub in file", then the whole record of storing the stub.
-            first = 3;
-        }
-        long line = 0;
-        std::string token;
+        const ErrorCode code =
+            static_cast<ErrorCode>(std::atoi(Field(0, TOLVIK_FIELD_CODE, 0).value_or("0").c_str()));
+        std::string file = Field(0, TOLVIK_FIELD_FILE, 0).value_or("");
+        std::uint32_t deepest = 0;
+        while (Field(deepest + 1, TOLVIK_FIELD_FILE, 0))
+            ++deepest;
         std::vector<std::string> expected;
-        if (args.size() >= first + 2 && IsNumber(args.back())) {
-            line = std::strtol(args.back().c_str(), nullptr, 10);
-            token = args[args.size() - 2];
-            expected.assign(args.begin() + static_cast<std::ptrdiff_t>(first), args.end() - 2);
-        } else if (args.size() > first) {
-            expected.assign(args.begin() + static_cast<std::ptrdiff_t>(first), args.end());
-        }
+        while (auto item = Field(deepest, TOLVIK_FIELD_EXPECTED,
+                                 static_cast<std::uint32_t>(expected.size())))
+            expected.push_back(std::move(*item));
+        std::string token = Field(deepest, TOLVIK_FIELD_TOKEN, 0).value_or("");
+        const long line =
+            std::strtol(Field(deepest, TOLVIK_FIELD_LINE, 0).value_or("0").c_str(), nullptr, 10);
         return Error(code, std::move(file), std::move(expected), std::move(token), line,
-                     std::string(record));
+                     std::move(record));
     }
 
     ErrorCode Code() const noexcept { return code_; }
@@ -128,16 +102,17 @@ public:
     const std::string& Record() const noexcept { return record_; }
 
 private:
-    static bool IsNumber(const std::string& text)
+    // One part of the latest diagnostic, or nothing when it has no such part.
+    static std::optional<std::string> Field(std::uint32_t level, std::uint32_t field,
+                                            std::uint32_t index)
     {
-        return !text.empty() &&
-               std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-    }
-
-    static bool EndsWith(const std::string& text, const std::string& end)
-    {
-        return text.size() > end.size() &&
-               text.compare(text.size() - end.size(), end.size(), end) == 0;
+        const std::int32_t size = TolvikGetDiagnostic(level, field, index, nullptr, 0);
+        if (size <= 0)
+            return std::nullopt;
+        std::string text(static_cast<std::size_t>(size), '\0');
+        TolvikGetDiagnostic(level, field, index, text.data(), static_cast<std::uint32_t>(size));
+        text.resize(static_cast<std::size_t>(size) - 1);
+        return text;
     }
 
     static std::string DescribeToken(const std::string& token)
@@ -195,8 +170,8 @@ private:
 
 namespace detail {
 
-// Room for any record: four arguments, each capped by the library.
-inline constexpr std::size_t kRecordSize = 16384;
+// Room for any record: the library never writes more than 4096 bytes.
+inline constexpr std::size_t kRecordSize = 4096;
 
 inline std::string RecordText(const std::vector<char>& buffer)
 {
@@ -216,7 +191,7 @@ inline std::vector<char> RecordBuffer(std::string_view input = "0")
 inline void ThrowUnless(std::int32_t result, const std::vector<char>& record)
 {
     if (result == 0)
-        throw Error::FromRecord(RecordText(record));
+        throw Error::FromLastCall(RecordText(record));
 }
 
 }  // namespace detail
@@ -605,12 +580,11 @@ inline Table ReadProfile(const std::string& file, unsigned flags,
     if (result == 0) {
         if (handle != 0)
             IntpCloseRead(&handle);
-        throw Error::FromRecord(detail::RecordText(record));
+        throw Error::FromLastCall(detail::RecordText(record));
     }
     return Table(handle, rows, cols, static_cast<std::size_t>(result));
 }
-// Writes a profile table back: what it names is written from it, every other
-// line of the file is kept. `flags` as for the read that made the table.
+// Writes a profile table back. `flags` as for the read that made the table.
 inline void WriteProfile(const std::string& file, Table&& table, unsigned flags)
 {
     detail::Close(

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <string>
 
+#include "CapiSupport.h"
 #include "tolvik32.hpp"
 
 namespace {
@@ -13,8 +14,6 @@ namespace {
 using tolvik32::Error;
 using tolvik32::ErrorCode;
 using tolvik32::Table;
-
-const std::string kSep(1, '\x1a');
 
 TEST(CppTable, EmptyCellsAreNothingAndSettingThePastTheEndRowAddsIt)
 {
@@ -51,10 +50,31 @@ TEST(CppTable, AMovedTableOwnsTheHandleAndClosesItOnce)
     EXPECT_EQ(IntpGetAttrValue(&token, &zero, &zero, value, &length), 0);
 }
 
-TEST(CppError, RecordsAreDecodedIntoTheirParts)
+// The error a call throws, with its parts, taken from the library's own
+// diagnostic rather than guessed from the record's text.
+template <class Call>
+Error Thrown(Call call)
 {
+    try {
+        call();
+    } catch (const Error& error) {
+        return error;
+    }
+    ADD_FAILURE() << "the call did not fail";
+    return Error::Invalid("no error");
+}
+
+TEST(CppError, FailedCallsThrowTheirDiagnosticsParts)
+{
+    tolvik::test::TempFolder dir;
+    // File names that hold " in ", as a stub's place does.
+    const std::string model = dir.Write("plant in hall.MDL", "{ TASK\nA.tse B.tse\n}\n");
+    const std::string task = dir.Write(
+        "pump in hall.tse", "; EmbeddedFileStart \"S\"\nR A 1\n; EmbeddedFileEnd \"S\"\n");
+    const std::string missing = dir.Path("none in hall.MDL");
+    const std::string stub = "S in " + task;
     struct Case {
-        std::string record;
+        Error error;
         ErrorCode code;
         std::string file;
         std::vector<std::string> expected;
@@ -63,72 +83,55 @@ TEST(CppError, RecordsAreDecodedIntoTheirParts)
         std::string message;
     };
     const std::vector<Case> cases = {
-        {"4" + kSep + "A.MDL" + kSep + kSep + kSep + kSep,
+        {Thrown([&] { tolvik32::ReadModel(missing); }),
          ErrorCode::kMissing,
-         "A.MDL",
+         missing,
          {},
          "",
          0,
-         "A.MDL: file not found"},
-        {"3" + kSep + "A.MDL" + kSep + kSep + kSep + kSep,
-         ErrorCode::kNotAccessible,
-         "A.MDL",
-         {},
-         "",
-         0,
-         "A.MDL: file not accessible"},
-        {"2" + kSep + "A.MDL" + kSep + "IDENTIFIER" + kSep + "\n" + kSep + "4" + kSep + kSep +
-             kSep + kSep + kSep,
+         missing + ": file not found"},
+        {Thrown([&] { tolvik32::ReadModel(model); }),
          ErrorCode::kContent,
-         "A.MDL",
-         {"IDENTIFIER"},
-         "\n",
-         4,
-         "A.MDL:4: expected IDENTIFIER, found end of line"},
-        {"5" + kSep + "M.TSC" + kSep + "1, 4, 5, 8" + kSep + "2" + kSep + "20" + kSep + kSep +
-             kSep + kSep + kSep,
-         ErrorCode::kWrongKind,
-         "M.TSC",
-         {"1, 4, 5, 8"},
-         "2",
-         20,
-         "M.TSC:20: wrong kind of module: expected 1, 4, 5, 8, found \"2\""},
-        // A stub parsed in memory: its message names no file.
-        {"2" + kSep + "S in T.tse" + kSep + kSep + "=" + kSep + "10" + kSep + "3" + kSep + kSep +
-             kSep + kSep,
+         model,
+         {"Comment, Newline"},
+         "B.tse",
+         2,
+         model + ":2: expected Comment, Newline, found \"B.tse\""},
+        // The stub's section is parsed in memory, framed by its "{ Code" line:
+        // the place names the file, the line counts the section's lines.
+        {Thrown([&] { tolvik32::ReadTaskStub(task, "S"); }),
          ErrorCode::kContent,
-         "S in T.tse",
+         stub,
          {"="},
-         "10",
-         3,
-         "S in T.tse:3: expected =, found \"10\""},
-        // A declaration parsed in memory before the file is opened.
-        {"2" + kSep + kSep + "NEWLINE" + kSep + "{" + kSep + "1" + kSep + kSep + kSep + kSep + kSep,
+         "1",
+         2,
+         stub + ":2: expected =, found \"1\""},
+        // A stub that could not be stored: the record of storing it is nested.
+        {Thrown([&] { tolvik32::UpdateTaskStub(task, Table(1, 4), "T"); }),
          ErrorCode::kContent,
-         "",
-         {"NEWLINE"},
-         "{",
-         1,
-         "line 1: expected NEWLINE, found \"{\""},
-        // A stub that could not be stored: the inner record follows.
-        {"2" + kSep + "S in T.tse" + kSep + "2" + kSep + "T.tse" + kSep + "EmbeddPoint \"\"" +
-             kSep + kSep + "9" + kSep + kSep + kSep + kSep + kSep + kSep,
-         ErrorCode::kContent,
-         "S in T.tse",
+         "T in " + task,
          {"EmbeddPoint \"\""},
          "",
-         9,
-         "S in T.tse:9: expected EmbeddPoint \"\", found end of file"},
+         4,
+         "T in " + task + ":4: expected EmbeddPoint \"\", found end of file"},
+        // A declaration is parsed in memory before the file is opened.
+        {Thrown([&] { tolvik32::InsertDeclaration(task, "Code", "{"); }),
+         ErrorCode::kContent,
+         "",
+         {"IDENTIFIER"},
+         "{",
+         1,
+         "line 1: expected IDENTIFIER, found \"{\""},
     };
     for (const Case& c : cases) {
-        const Error error = Error::FromRecord(c.record);
-        EXPECT_EQ(error.Code(), c.code) << c.message;
-        EXPECT_EQ(error.File(), c.file) << c.message;
-        EXPECT_EQ(error.Expected(), c.expected) << c.message;
-        EXPECT_EQ(error.Token(), c.token) << c.message;
-        EXPECT_EQ(error.Line(), c.line) << c.message;
-        EXPECT_EQ(std::string(error.what()), c.message);
-        EXPECT_EQ(error.Record(), c.record);
+        SCOPED_TRACE(c.message);
+        EXPECT_EQ(c.error.Code(), c.code);
+        EXPECT_EQ(c.error.File(), c.file);
+        EXPECT_EQ(c.error.Expected(), c.expected);
+        EXPECT_EQ(c.error.Token(), c.token);
+        EXPECT_EQ(c.error.Line(), c.line);
+        EXPECT_EQ(std::string(c.error.what()), c.message);
+        EXPECT_FALSE(c.error.Record().empty());
     }
 }
 
