@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # The main job: the command-line tool on the example project. Lists the model,
-# a program header, a task stub, the BPAC values and the profile; it only reads.
+# a program header, a task stub, the BPAC values and the profile, and checks
+# that every file of the project reads; it only reads.
 #   examples/run.sh [path/to/tolvik]      (default: build/tolvik)
 set -euo pipefail
 root="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
@@ -18,3 +19,4 @@ run read task-stub PUMP.tse --stub PumpLocals
 run read values RECIPE.dpe
 run read profile PLANT.INI
 run profile get PLANT.INI Pump Timeout
+run check PLANT.MDL PLANT.INI

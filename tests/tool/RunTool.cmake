@@ -2,6 +2,8 @@
 #   TOOL      the tool
 #   ARGS      its arguments, separated by "|"
 #   DIR       the directory it runs in; with COPY_FROM, a fresh copy of that directory
+#   EDITS     in the copy: "file|regex|replacement" triples, separated by "|"
+#   REMOVE    in the copy: files to delete, separated by "|"
 #   STATUS    the exit status it must give
 #   EXPECTED  the expected output: stdout, then "--- stderr" and stderr when
 #             there is any
@@ -11,6 +13,20 @@
 if(COPY_FROM)
   file(REMOVE_RECURSE ${DIR})
   file(COPY ${COPY_FROM}/ DESTINATION ${DIR})
+  string(REPLACE "|" ";" edits "${EDITS}")
+  while(edits)
+    list(POP_FRONT edits edit_file edit_regex edit_replacement)
+    file(READ ${DIR}/${edit_file} content)
+    string(REGEX REPLACE "${edit_regex}" "${edit_replacement}" edited "${content}")
+    if(edited STREQUAL content)
+      message(FATAL_ERROR "${edit_regex} changes nothing in ${edit_file}")
+    endif()
+    file(WRITE ${DIR}/${edit_file} "${edited}")
+  endwhile()
+  string(REPLACE "|" ";" remove "${REMOVE}")
+  foreach(gone IN LISTS remove)
+    file(REMOVE ${DIR}/${gone})
+  endforeach()
 endif()
 string(REPLACE "|" ";" args "${ARGS}")
 execute_process(COMMAND ${TOOL} ${args} WORKING_DIRECTORY ${DIR}

@@ -154,12 +154,16 @@ void PrintJson(std::ostream& out, const Grid& grid)
         out << (r ? ",\n  [" : "\n  [");
         for (std::size_t c = 0; c < grid.rows[r].size(); ++c) {
             const Cell& cell = grid.rows[r][c];
-            out << (c ? ", " : "")
-                << (cell ? nlohmann::json(BytesToUtf8(*cell)).dump() : std::string("null"));
+            out << (c ? ", " : "") << (cell ? JsonString(*cell) : std::string("null"));
         }
         out << ']';
     }
     out << (grid.rows.empty() ? "]}\n" : "\n]}\n");
+}
+
+std::string JsonString(const std::string& bytes)
+{
+    return nlohmann::json(BytesToUtf8(bytes)).dump();
 }
 
 void PrintCsv(std::ostream& out, const Grid& grid)

@@ -32,6 +32,9 @@ tolvik32::Table CopyIn(const Grid& grid);
 void PrintText(std::ostream& out, const Grid& grid, const std::vector<std::string>& names);
 void PrintJson(std::ostream& out, const Grid& grid);
 void PrintCsv(std::ostream& out, const Grid& grid);
+// A JSON string holding `bytes`, each byte the character of that code, as in
+// a table's cells.
+std::string JsonString(const std::string& bytes);
 
 // Parses the JSON form; throws tool::BadTable with a message on any mismatch.
 Grid ParseJson(const std::string& text);
