@@ -42,6 +42,8 @@ Outcome StoreEmbeddedText(const std::string& file, const std::string& point,
         if (!probe.IsOpen())
             return RunHandler(probe, none, file);
         exists = probe.Exists();
+        if (probe.InputFailed())  // whether it exists is not known
+            return NotOpened(file, ResultCode::kNoAccess);
     }
     if (exists && !replace)
         return Outcome();

@@ -26,29 +26,29 @@ Diagnostic UnknownHandle(const std::string& file)
 
 // The record and the thread's last diagnostic for an outcome, made before
 // anything is handed to the host, so that nothing is half done when making
-// them fails.
+// them fails. The diagnostic's holder is made before the call's work begins:
+// once a file has been replaced, concluding a success allocates nothing (its
+// record, "0" and five separators, is a short string).
 struct Conclusion {
+    std::shared_ptr<Diagnostic> holder = std::make_shared<Diagnostic>();
     std::string record;
-    std::shared_ptr<const Diagnostic> diagnostic;
     bool write = true;
+
+    void Take(Outcome& outcome)
+    {
+        write = !(outcome.ok() && outcome.silentSuccess);
+        if (write)
+            record = outcome.diagnostic.RecordText();
+        *holder = std::move(outcome.diagnostic);
+    }
+
+    void Deliver(char* err) noexcept
+    {
+        if (err && write)
+            std::memcpy(err, record.c_str(), record.size() + 1);
+        t_last = std::move(holder);
+    }
 };
-
-Conclusion Conclude(Outcome& outcome)
-{
-    Conclusion c;
-    c.write = !(outcome.ok() && outcome.silentSuccess);
-    if (c.write)
-        c.record = outcome.diagnostic.RecordText();
-    c.diagnostic = std::make_shared<const Diagnostic>(std::move(outcome.diagnostic));
-    return c;
-}
-
-void Deliver(char* err, Conclusion& c) noexcept
-{
-    if (err && c.write)
-        std::memcpy(err, c.record.c_str(), c.record.size() + 1);
-    t_last = std::move(c.diagnostic);
-}
 
 // The record of a call that failed inside: "3" and the file name, written
 // without allocating (memory may be what ran out).
@@ -181,16 +181,17 @@ std::int32_t OpenExport(const Call& call, FunctionRef<Outcome(const std::string&
     return Guarded(
         call,
         [&]() {
+            Conclusion c;
             Outcome outcome = read(TextOf(call.file));
             if (!outcome.ok() || !outcome.table) {
                 if (outcome.ok())  // a read that gave no table
                     outcome.diagnostic = UnknownHandle(TextOf(call.file));
-                Conclusion c = Conclude(outcome);
+                c.Take(outcome);
                 failed();
-                Deliver(call.err, c);
+                c.Deliver(call.err);
                 return kFalse;
             }
-            Conclusion c = Conclude(outcome);
+            c.Take(outcome);
             const std::uint32_t rows = outcome.table->rows;
             const std::uint32_t cols = outcome.table->columns;
             // Without a place for the handle, the table is discarded.
@@ -198,7 +199,7 @@ std::int32_t OpenExport(const Call& call, FunctionRef<Outcome(const std::string&
             if (call.handle)
                 *call.handle = token;
             SetCounts(call, rows, cols);
-            Deliver(call.err, c);
+            c.Deliver(call.err);
             return outcome.value;
         },
         failed);
@@ -219,6 +220,7 @@ std::int32_t RequestExport(
     return Guarded(
         call,
         [&]() {
+            Conclusion c;
             const std::string name = TextOf(call.file);
             std::shared_ptr<HandleRecord> record;
             std::unique_lock<std::mutex> lock;
@@ -239,16 +241,17 @@ std::int32_t RequestExport(
             if (!outcome.ok() || !outcome.table) {
                 if (outcome.ok())
                     outcome.diagnostic = UnknownHandle(name);
-                Conclusion c = Conclude(outcome);
-                if (outcome.diagnostic.code != ResultCode::kNoRequest) {
+                const bool refused = outcome.diagnostic.code == ResultCode::kNoRequest;
+                c.Take(outcome);
+                if (!refused) {
                     // A table whose read failed is gone: its handle too.
                     lock = {};
                     failed();
                 }
-                Deliver(call.err, c);
+                c.Deliver(call.err);
                 return kFalse;
             }
-            Conclusion c = Conclude(outcome);
+            c.Take(outcome);
             const std::uint32_t rows = outcome.table->rows;
             const std::uint32_t cols = outcome.table->columns;
             if (record) {
@@ -259,7 +262,7 @@ std::int32_t RequestExport(
                 *call.handle = CreateHandle(std::move(outcome.table));
             }
             SetCounts(call, rows, cols);
-            Deliver(call.err, c);
+            c.Deliver(call.err);
             return outcome.value;
         },
         failed);
@@ -269,17 +272,21 @@ std::int32_t CloseExport(
     const Call& call,
     FunctionRef<Outcome(const std::string& name, std::unique_ptr<CAttributeList>& table)> write)
 {
-    auto failed = [&call]() noexcept {
+    // The close consumes the handle whatever happens, a failure inside too.
+    const std::uint32_t token = call.handle ? *call.handle : 0;
+    auto failed = [&call, token]() noexcept {
+        if (token != 0)
+            ReleaseHandle(token);
         if (call.handle)
             *call.handle = 0;
     };
     return Guarded(
         call,
         [&]() {
+            Conclusion c;
             Outcome outcome;
-            if (call.handle && *call.handle != 0) {
-                // The close consumes the handle whatever happens next.
-                std::shared_ptr<HandleRecord> record = ReleaseHandle(*call.handle);
+            if (token != 0) {
+                std::shared_ptr<HandleRecord> record = ReleaseHandle(token);
                 *call.handle = 0;
                 const std::string name = TextOf(call.file);
                 if (record) {
@@ -292,9 +299,10 @@ std::int32_t CloseExport(
                     outcome.diagnostic = UnknownHandle(name);
                 }
             }
-            Conclusion c = Conclude(outcome);
-            Deliver(call.err, c);
-            return outcome.ok() ? outcome.value : kFalse;
+            const bool ok = outcome.ok();
+            c.Take(outcome);
+            c.Deliver(call.err);
+            return ok ? outcome.value : kFalse;
         },
         failed);
 }
@@ -304,10 +312,12 @@ std::int32_t FileExport(const Call& call, FunctionRef<Outcome(const std::string&
     return Guarded(
         call,
         [&]() {
+            Conclusion c;
             Outcome outcome = change(TextOf(call.file));
-            Conclusion c = Conclude(outcome);
-            Deliver(call.err, c);
-            return outcome.ok() ? outcome.value : kFalse;
+            const bool ok = outcome.ok();
+            c.Take(outcome);
+            c.Deliver(call.err);
+            return ok ? outcome.value : kFalse;
         },
         []() noexcept {});
 }

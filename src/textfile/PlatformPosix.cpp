@@ -59,6 +59,18 @@ private:
     int fd_;
 };
 
+// The file object for an open descriptor; the descriptor (and with it any
+// lock) is closed when not even that can be made.
+std::unique_ptr<PlatformFile> Adopt(int fd)
+{
+    try {
+        return std::make_unique<PosixFile>(fd);
+    } catch (...) {
+        ::close(fd);
+        throw;
+    }
+}
+
 bool LockWholeFile(int fd, bool exclusive)
 {
     struct flock lock = {};
@@ -88,7 +100,7 @@ public:
             ::close(fd);
             return nullptr;
         }
-        return std::make_unique<PosixFile>(fd);
+        return Adopt(fd);
     }
 
     std::unique_ptr<PlatformFile> Create(const std::string& name) override
@@ -96,7 +108,7 @@ public:
         int fd = ::open(name.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
         if (fd < 0)
             return nullptr;
-        return std::make_unique<PosixFile>(fd);
+        return Adopt(fd);
     }
 
     std::unique_ptr<PlatformFile> CreateTemp(const std::string& dir, const std::string& prefix,
@@ -115,8 +127,14 @@ public:
             // O_EXCL refuses any existing name, a planted link included.
             int fd = ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
             if (fd >= 0) {
-                name = candidate;
-                return std::make_unique<PosixFile>(fd);
+                try {
+                    std::unique_ptr<PlatformFile> file = Adopt(fd);
+                    name = candidate;
+                    return file;
+                } catch (...) {
+                    ::unlink(candidate.c_str());  // closed by the unwinding first
+                    throw;
+                }
             }
             if (errno != EEXIST)
                 return nullptr;

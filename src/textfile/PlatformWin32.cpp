@@ -64,7 +64,12 @@ std::unique_ptr<PlatformFile> Wrap(HANDLE handle)
 {
     if (handle == INVALID_HANDLE_VALUE)
         return nullptr;
-    return std::make_unique<Win32File>(handle);
+    try {
+        return std::make_unique<Win32File>(handle);
+    } catch (...) {
+        ::CloseHandle(handle);  // no handle (and no share lock) outlives a failed call
+        throw;
+    }
 }
 
 class Win32Platform final : public Platform {
@@ -107,8 +112,14 @@ public:
             HANDLE handle = ::CreateFileA(candidate.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
                                           FILE_ATTRIBUTE_NORMAL, nullptr);
             if (handle != INVALID_HANDLE_VALUE) {
-                name = candidate;
-                return Wrap(handle);
+                try {
+                    std::unique_ptr<PlatformFile> file = Wrap(handle);
+                    name = candidate;
+                    return file;
+                } catch (...) {
+                    ::DeleteFileA(candidate.c_str());  // closed by the unwinding first
+                    throw;
+                }
             }
             if (::GetLastError() != ERROR_FILE_EXISTS && ::GetLastError() != ERROR_ALREADY_EXISTS)
                 return nullptr;

@@ -151,6 +151,8 @@ public:
     }
 
     void Close() { file_.reset(); }
+    // A read or a seek of the file failed: what was read may be incomplete.
+    bool Failed() const { return failed_; }
 
 private:
     int Peek()
@@ -187,8 +189,11 @@ private:
 
     bool SeekTo(std::uint64_t offset)
     {
-        if (!file_ || !file_->Seek(offset))
+        if (!file_ || !file_->Seek(offset)) {
+            if (file_)
+                failed_ = true;
             return false;
+        }
         block_.clear();
         blockPos_ = 0;
         blockStart_ = offset;
@@ -238,13 +243,26 @@ CSourceFile::CSourceFile(std::string_view source, bool inMemory, int mode_, bool
         status = kNoAccess;
         return;
     }
-    if (mode != kRead) {
-        output_ = platform.CreateTemp(".", "TVK", tempFileName);
-        if (!output_) {
-            status = kNoAccess;
-            return;
+    // A constructor that fails runs no destructor: a temporary file made here
+    // goes here too.
+    try {
+        if (mode != kRead) {
+            output_ = platform.CreateTemp(".", "TVK", tempFileName);
+            if (!output_) {
+                DiscardTemp();
+                status = kNoAccess;
+                return;
+            }
         }
+        OpenInput(std::move(file));
+    } catch (...) {
+        DiscardTemp();
+        throw;
     }
+}
+
+void CSourceFile::OpenInput(std::unique_ptr<PlatformFile> file)
+{
     input_ = std::make_unique<Input>(std::move(file), !binary);
     fileOpened = true;
     status = kOpened;
@@ -528,6 +546,11 @@ bool CSourceFile::CloseOutput()
     outputFailed |= !output_->Sync();
     output_.reset();
     return !outputFailed;
+}
+
+bool CSourceFile::InputFailed() const
+{
+    return input_ && input_->Failed();
 }
 
 void CSourceFile::CloseInput()

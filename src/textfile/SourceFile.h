@@ -46,6 +46,8 @@ public:
     static int Access(const std::string& name, int how);
 
     bool IsOpen() const { return fileOpened; }
+    // Reading the source failed somewhere: what was read is only part of it.
+    bool InputFailed() const;
 
     // Reads the next line into lineBuffer; returns the new line number.
     int ReadLine();
@@ -127,6 +129,8 @@ protected:
 
 private:
     class Input;
+    // Reads the opened file's first line.
+    void OpenInput(std::unique_ptr<PlatformFile> file);
     void PassOver();
     void NoteWritten(std::string_view text);
     void ApplyConversion(std::string& line) const;

@@ -198,6 +198,8 @@ void CSourceParser::BeginRun(std::unique_ptr<CAttributeList>& list)
 
 bool CSourceParser::EndRun(std::unique_ptr<CAttributeList>& list, Diagnostic& found)
 {
+    if (fileOpened && InputFailed())
+        FailFinish(fileName);  // a table of part of the file is no table of it
     const bool ok = fileOpened && parseOk;
     if (mode == kRead) {
         if (ok && ownList_) {
@@ -208,7 +210,8 @@ bool CSourceParser::EndRun(std::unique_ptr<CAttributeList>& list, Diagnostic& fo
             list.reset();
         }
     }
-    found = diagnostic;
+    // Moved, not copied: after a file was replaced nothing may fail any more.
+    found = std::move(diagnostic);
     return ok;
 }
 
@@ -228,6 +231,11 @@ bool CSourceParser::Finish()
         CopyTailAfterEndOfText();
     CloseInput();
     const bool written = CloseOutput();
+    if (fileOpened && InputFailed()) {
+        // Writing from part of the source would lose the rest.
+        FailFinish(fileName);
+        return false;
+    }
     if (mode == kRead || sourceInMemory)
         return fileOpened;
     if (!fileOpened || !parseOk) {
