@@ -96,7 +96,7 @@ bool CSourceParser::ExpectEndOfLine(std::string* out, int commentMode)
         GetToken();
         return true;
     }
-    ReportExpected("NEWLINE");
+    ReportExpected(kExpectNewline);
     return false;
 }
 
