@@ -121,7 +121,10 @@ void CProgramHeaderParser::PassLeadingLines()
         ReadLine();
         if (endOfInput && !ended) {
             // The end of a last line without a line end is found on that line.
+            // Only a comment line gets here, and a comment must be followed by
+            // a line end: that is reported before the missing "{".
             --lineNumber;
+            ReportExpected(kExpectNewline);
             return;
         }
         continued = !ended;

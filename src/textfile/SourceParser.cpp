@@ -82,7 +82,7 @@ bool CSourceParser::ExpectEndOfLine(std::string* out, int commentMode)
         GetToken();
         return true;
     }
-    ReportExpected("NEWLINE");
+    ReportExpected(kExpectNewline);
     return false;
 }
 

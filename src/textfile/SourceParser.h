@@ -16,6 +16,8 @@ namespace tolvik {
 
 // Columns of a declaration's attributes.
 inline constexpr int kAttributeColumns = 15;
+// What a comment must be followed by.
+inline constexpr std::string_view kExpectNewline = "NEWLINE";
 
 class CSourceParser : public CScanner {
 public:

@@ -252,10 +252,10 @@ bool CBpacValuesParser::ReadValueLine()
             break;
         }
     }
-    // Where values may start: never inside the row's identifier, however far
-    // right it reaches.
+    // Where the row's "#" and identifier end.
     std::size_t valuesFrom = 0;
     if (tokenKind == kPunctuator && tokenText == "#") {
+        valuesFrom = cursor;
         GetToken();
         row[0].clear();
         if (tokenKind == kWord) {
@@ -264,15 +264,20 @@ bool CBpacValuesParser::ReadValueLine()
             GetToken();
         }
     }
+    // Nothing of the identifier is a value, however far right it reaches.
+    std::fill_n(line.begin(), std::min(valuesFrom, line.size()), ' ');
     // One word of the line is counted for each column; the value itself is the
-    // first word that stands within the column.
+    // first word that starts within the column, cut where the column ends: the
+    // rest of a word that runs on is no value of the next column.
     std::size_t counted = 0;
     while (counted < columns && tokenKind == kWord) {
         ++counted;
         GetToken();
     }
     for (std::size_t c = 1; c <= columns; ++c) {
-        const std::size_t begin = std::max<std::size_t>(columnPositions[c - 1], valuesFrom);
+        // A word may start under the column's own ":" as well; it stands under
+        // the column's heading all the same.
+        const std::size_t begin = columnPositions[c - 1] - 1u;
         const std::size_t end = columnPositions[c] - 1u;  // the next ":" or the ")"
         std::string value = WordInStretch(line, begin, end);
         // A value that stands in its column is never lost, even when an empty

@@ -34,6 +34,11 @@ std::string CValuesFileParser::WordInStretch(std::string_view line, std::size_t 
     if (end > line.size())
         end = line.size();
     std::size_t first = begin;
+    // The rest of a word that started further left belongs to that word.
+    if (first > 0 && first < end && !EndsWord(line[first - 1])) {
+        while (first < end && !EndsWord(line[first]))
+            ++first;
+    }
     while (first < end && EndsWord(line[first]))
         ++first;
     std::size_t last = first;

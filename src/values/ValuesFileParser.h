@@ -31,9 +31,10 @@ public:
     virtual bool ReadBlock() = 0;
 
 protected:
-    // The first word of `line` within [begin, end): words are separated by
-    // white space, "{", "}" and ";". Empty when there is none, or when the line
-    // does not reach `begin`.
+    // The first word of `line` that starts within [begin, end), cut at `end`:
+    // words are separated by white space, "{", "}" and ";". A word that starts
+    // before `begin` is not one of the stretch's, not even its rest. Empty when
+    // there is none, or when the line does not reach `begin`.
     static std::string WordInStretch(std::string_view line, std::size_t begin, std::size_t end);
 
     // Offsets in the header line just after each column's ":" and after ")".

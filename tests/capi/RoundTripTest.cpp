@@ -2,6 +2,7 @@
 // file and written back unchanged reads again as the same table, and writing
 // it back a second time gives the same bytes. It runs over the example inputs
 // of every kind's test data.
+#include <algorithm>
 #include <cstring>
 #include <functional>
 
@@ -184,5 +185,86 @@ INSTANTIATE_TEST_SUITE_P(EveryKind, RoundTrip, ::testing::ValuesIn(Kinds()), [](
             c = '_';
     return name;
 });
+
+// The other side of the property: a close whose table, written, would not
+// read back as that table is refused with "2" before anything is written. The
+// record names the file, what a later read would expect, the token it would
+// meet and a line; the file, the backup an earlier update left and the folder
+// stay exactly as they were.
+struct Refusal {
+    const char* label;
+    const char* kind;  // the name of one of Kinds(), or "vpac-stub"
+    const char* source;
+    uint16_t row;
+    uint16_t col;
+    const char* cell;
+    const char* record;  // "|" for each separator; FILE stands for the file's path
+};
+
+const Refusal kRefusals[] = {
+    {"header_attribute_the_kind_lacks", "header", "; pumps\n{ VPAC NAME = V\n}\nbody\n", 0, 7,
+     "2 s", "2|FILE|NAME, LN, VLN, PAGES, PLA, ELA, /, Comment|Cycle|2|||||"},
+    {"mdl_name_that_reads_as_two_words", "mdl-update", "{ TASK\nA.tse\n}\n", 0, 0, "B C",
+     "2|FILE|IDENTIFIER|B C|3|||||"},
+    {"mdl_switches_without_a_slash", "mdl-update", "{ DPAC\nD\n}\n", 0, 2, "X",
+     "2|FILE|/|X|3|||||"},
+    {"vpac_value_that_reads_as_two", "vars", "{ Variables\n  R A = 1\n}\n", 0, 3, "1 2",
+     "2|FILE|Comment, Newline|2|2|||||"},
+    {"vpac_stub_value_that_reads_as_two", "vpac-stub",
+     "BEGIN\n; EmbeddedFileStart  \"ST\"\n{Variables\n  R A = 1\n}\n; EmbeddedFileEnd  \"ST\"\n", 0,
+     3, "1 2", "2|ST in FILE||Comment, Newline|2|2||||"},
+    {"bpac_column_without_a_type_letter", "bpac", "{ Values\n( No :L A )\n  #1  5\n}\n", 0, 1,
+     "...", "2|FILE|L, X, I, R |?|2|||||"},
+};
+
+void PrintTo(const Refusal& refusal, std::ostream* out)
+{
+    *out << refusal.label;
+}
+
+class Refused : public ::testing::TestWithParam<Refusal> {};
+
+TEST_P(Refused, CloseFailsAndLeavesFileBackupAndFolderAlone)
+{
+    const Refusal& refusal = GetParam();
+    std::vector<Kind> kinds = Kinds();
+    // A VPAC stub is stored into a task file as an embedded file.
+    kinds.push_back(
+        {"vpac-stub",
+         "TASK.tse",
+         [](char* f, uint32_t* h, uint16_t* r, uint16_t* c, char* e) {
+             return IntpOpenReadVpacStub(f, h, r, c, "ST", e);
+         },
+         [](char* f, uint32_t* h, char* e) { return IntpCloseWriteVpacStub(f, h, "ST", e); },
+         {}});
+    const auto kind = std::find_if(kinds.begin(), kinds.end(),
+                                   [&](const Kind& k) { return k.name == refusal.kind; });
+    ASSERT_NE(kind, kinds.end());
+    // The current folder too, so that a temporary file left behind would show.
+    TempFolder folder(TempFolder::kCurrent);
+    std::string path = folder.Write(kind->fileName, refusal.source);
+    const std::string backupName = fs::path(kind->fileName).replace_extension(".BAK").string();
+    folder.Write(backupName, "an older backup\n");
+    const std::vector<std::string> files = folder.Files();
+
+    char err[8192] = "";
+    uint32_t handle = 0;
+    uint16_t rows = 0, cols = 0;
+    ASSERT_EQ(kind->open(path.data(), &handle, &rows, &cols, err), -1) << err;
+    std::string cell = refusal.cell;
+    uint16_t row = refusal.row, col = refusal.col;
+    ASSERT_EQ(IntpSetAttrValue(&handle, &row, &col, cell.data()), -1);
+    EXPECT_EQ(kind->close(path.data(), &handle, err), 0);
+    EXPECT_EQ(handle, 0u);
+    std::string record = refusal.record;
+    record.replace(record.find("FILE"), 4, path);
+    EXPECT_EQ(err, Record(record));
+    EXPECT_EQ(folder.Read(kind->fileName), refusal.source);
+    EXPECT_EQ(folder.Read(backupName), "an older backup\n");
+    EXPECT_EQ(folder.Files(), files);
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryKind, Refused, ::testing::ValuesIn(kRefusals),
+                         [](const auto& info) { return std::string(info.param.label); });
 
 }  // namespace

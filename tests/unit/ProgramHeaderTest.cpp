@@ -66,7 +66,8 @@ std::string MessageAfterName(const std::string& message, const std::string& file
 // A golden case: sections introduced by "=== name" lines.
 //   source   the module text ("source!" drops the last line end)
 //   table    what reading gives, cells joined by "|"
-//   error    the message of a failed read after the file name
+//   error    the message of a failed read after the file name; an update
+//            that keeps every value fails with the same message
 //   edits    "column=value" lines applied to the table read ("<DEL>" removes)
 //   output   the rewritten file ("output!" without the last line end)
 //   update-error  the message of a failed update (the file stays as it was)
@@ -120,6 +121,13 @@ TEST_P(HeaderGolden, Case)
         EXPECT_FALSE(read.ok);
         EXPECT_EQ(read.table, nullptr);
         EXPECT_EQ(MessageAfterName(read.message, file), golden["error"]);
+        // An update, even one that keeps every value, fails the same way and
+        // leaves the file alone.
+        Outcome update = RunHeader(file, kUpdate, std::make_unique<CAttributeList>());
+        EXPECT_FALSE(update.ok);
+        EXPECT_EQ(MessageAfterName(update.message, file), golden["error"]);
+        EXPECT_EQ(dir.Read("MODULE.SRC"), golden["source"]);
+        EXPECT_EQ(dir.Files(), (std::vector<std::string>{"MODULE.SRC"}));
         return;
     }
     ASSERT_TRUE(read.ok) << MessageAfterName(read.message, file);
