@@ -259,15 +259,19 @@ TOLVIK_API int32_t TOLVIK_CALL IntpRemoveEmbeddedFile(const char* file, const ch
 TOLVIK_API int32_t TOLVIK_CALL IntpOpenReadProfileFile(const char* file, uint32_t* handle,
                                                        uint16_t* rows, uint16_t* cols, char* err);
 
-/* Writes a profile table back into `file`, which must exist. `err` holds the
- * same flags word as the read that made the table (only 1024 counts). Sections
- * and parameters the table names are written from it, in the layout
- * `Name = "value" ; comment` ("Name = [" ... "]" for values of several lines);
- * every line it does not name stays exactly as it is, and what the file lacks
- * is added to its section or as a new section. A value cell of 0x08 removes
- * the parameter (in a listing, 0x08 in a section row's third cell removes the
- * section); an empty value cell keeps the file's value. The handle is
- * consumed; -1 on success, else 0 and the record. */
+/* Writes `file`, which must exist, anew from a profile table: nothing of its
+ * old text is kept (the old file becomes the ".BAK" backup; the line ends
+ * follow its first line). `err` holds the same flags word as the read that
+ * made the table (only 1024 counts). A listing writes its rows in order: "S"
+ * rows as "[name] ; comment" (an empty line before each but row 0), "P" rows
+ * as `name = "value" ; comment` ("name = [" ... "]" for values of several
+ * lines; an empty value cell as ""); rows of any other kind are left out, so a
+ * row left out or given another kind removes its line. A selection writes
+ * "[section]" for rows 1 on and `name = "value"` per value (one line per line
+ * of a joined value, a block value as a block), leaving out empty cells and
+ * 0x08; no comments. A table whose file would not read back is refused with
+ * "2" before the file changes. The handle is consumed; -1 on success, else 0
+ * and the record. */
 TOLVIK_API int32_t TOLVIK_CALL IntpCloseWriteProfileFile(const char* file, uint32_t* handle,
                                                          char* err);
 

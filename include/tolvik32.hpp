@@ -584,7 +584,9 @@ inline Table ReadProfile(const std::string& file, unsigned flags,
     }
     return Table(handle, rows, cols, static_cast<std::size_t>(result));
 }
-// Writes a profile table back. `flags` as for the read that made the table.
+// Writes the profile file anew from the table: the file holds what the table
+// holds and nothing of its old text. `flags` as for the read that made the
+// table.
 inline void WriteProfile(const std::string& file, Table&& table, unsigned flags)
 {
     detail::Close(

@@ -425,7 +425,8 @@ void CSourceFile::CopyTailAfterEndOfText()
 {
     // Whatever followed an end-of-text byte is not text, but it is the user's:
     // it follows the rewritten text unchanged.
-    if ((mode == kUpdate || mode == kWrite) && !binary && input_ && input_->EndMarker())
+    if ((mode == kUpdate || mode == kWrite) && keepTailAfterEndOfText && !binary && input_ &&
+        input_->EndMarker())
         outputFailed |= !input_->CopyFrom(*input_->EndMarker(),
                                           [this](std::string_view block) { WriteRaw(block); });
 }

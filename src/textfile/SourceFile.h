@@ -97,6 +97,9 @@ public:
     int status = kOpened;
     std::string commentText;
     bool copyThrough = true;
+    // Update and write runs put back what followed an end-of-text byte of the
+    // source; a run that makes its file from the table alone clears this.
+    bool keepTailAfterEndOfText = true;
     bool noConversion = false;
     bool keepBackup;
     bool binary;

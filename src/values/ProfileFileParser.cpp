@@ -1,12 +1,7 @@
 #include "ProfileFileParser.h"
 
-#include <algorithm>
 #include <array>
-#include <cerrno>
-#include <climits>
-#include <cstdlib>
-#include <deque>
-#include <unordered_map>
+#include <vector>
 
 #include "../textfile/Charset.h"
 
@@ -72,8 +67,6 @@ bool CProfileFileParser::Run(std::unique_ptr<CAttributeList>& list, Diagnostic& 
 
 void CProfileFileParser::Store(std::uint32_t column, const std::string& text)
 {
-    if (layout_)
-        return;
     const std::uint64_t index = std::uint64_t{resultColumns_} * currentRow + column;
     if (column >= resultColumns_ || index >= attributes->Count())
         return;
@@ -92,8 +85,6 @@ void CProfileFileParser::Store(std::uint32_t column, const std::string& text)
 
 void CProfileFileParser::AddRow(std::uint32_t columns)
 {
-    if (layout_)
-        return;
     attributes->AddAttributes(static_cast<int>(columns), nullptr);
     currentRow = attributes->rows++;
 }
@@ -101,8 +92,6 @@ void CProfileFileParser::AddRow(std::uint32_t columns)
 void CProfileFileParser::AddListingRow(const char* kind, const std::string& name)
 {
     // The same as a row of empty cells and two stores, without the lookups.
-    if (layout_)
-        return;
     currentRow = attributes->rows++;
     if (attributes->AddAttribute(kind) && longestCell_ < 1)
         longestCell_ = 1;
@@ -150,11 +139,6 @@ void CProfileFileParser::ReadFile()
     }
     attributes->columns = resultColumns_;
 
-    ReadTopLevel();
-}
-
-void CProfileFileParser::ReadTopLevel()
-{
     GetToken();
     while (parseOk) {
         if (tokenKind == kPunctuator && tokenText == "[") {
@@ -162,7 +146,6 @@ void CProfileFileParser::ReadTopLevel()
         } else if (AtNewline()) {
             GetToken();
         } else if (tokenKind == kComment) {
-            itemStart_ = LineIndex();
             ExpectEndOfLine(nullptr, 2);
         } else {
             // The end of the file, or a line that no section can hold: reading
@@ -178,20 +161,17 @@ void CProfileFileParser::ReadSection()
         ReportExpected("[");
         return;
     }
-    const std::size_t headerLine = itemStart_ = LineIndex();
     GetToken(kDelimited, ']', '\n');
     const std::string name = tokenText;
-    sectionWanted_ = layout_ || (request_ && SectionWanted(name));
-    if (layout_) {
-        // Only the file's shape is wanted.
-    } else if (sectionWanted_) {
+    sectionWanted_ = request_ && SectionWanted(name);
+    if (sectionWanted_) {
         if (listing_) {
             AddListingRow("S", name);
         } else {
             AddRow(resultColumns_);
             Store(0, name);
         }
-    } else if (strictSection_ && !layout_) {
+    } else if (strictSection_) {
         ReportExpected("Section");
         return;
     }
@@ -201,11 +181,8 @@ void CProfileFileParser::ReadSection()
         ReportExpected("]");
         return;
     }
-    if (layout_)
-        NoteItem(true, name, headerLine);
     GetToken();
     if (tokenKind == kComment) {
-        NoteComment();
         std::string comment;
         if (!ExpectEndOfLine(&comment, 0))
             return;
@@ -223,10 +200,6 @@ void CProfileFileParser::ReadSection()
         if (tokenKind == kWord) {
             ReadParameter();
         } else if (tokenKind == kComment) {
-            if (valueOnLine_)
-                NoteComment();
-            else
-                itemStart_ = LineIndex();
             std::string comment;
             if (!ExpectEndOfLine(&comment, 0))
                 return;
@@ -248,15 +221,14 @@ void CProfileFileParser::ReadParameter()
         ReportExpected("Identifier");
         return;
     }
-    const std::size_t firstLine = itemStart_ = LineIndex();
     const std::string name = tokenText;
-    const int column = layout_ ? 0 : request_ ? ParameterColumn(name) : -1;
+    const int column = request_ ? ParameterColumn(name) : -1;
     const bool wanted = column >= 0;
     if (wanted || !strictParameter_) {
         if (listing_ && sectionWanted_) {
             AddListingRow("P", name);
         }
-    } else if (sectionWanted_ && !layout_) {
+    } else if (sectionWanted_) {
         ReportExpected("Parameter");
         return;
     }
@@ -267,22 +239,16 @@ void CProfileFileParser::ReadParameter()
         ReportExpected("=");
         return;
     }
-    const std::size_t valueLine = LineIndex();
-    const bool valueLineEnds = !lineBuffer.empty() && lineBuffer.back() == '\n';
     GetToken(kDelimited, ';', '\n');
     if (tokenKind == kWordChar) {
         if (wanted && sectionWanted_)
             Store(valueColumn, tokenText);
-        if (layout_)
-            NoteItem(false, name, firstLine, valueLine, !valueLineEnds);
     } else if (tokenText == "[") {
         std::string block;
         if (!ReadBlockValue(block))
             return;
         if (wanted && sectionWanted_)
             Store(valueColumn, ToCrLf(block));
-        if (layout_)
-            NoteItem(false, name, firstLine);
     } else {
         ReportExpected("IDENTIFIER");
         return;
@@ -330,56 +296,11 @@ bool CProfileFileParser::ReadBlockValue(std::string& block)
 // ---------------------------------------------------------------------------
 // Writing
 //
-// The file is read first, with the reading grammar, for its shape: where each
-// section header and each parameter stands (lines), with the comment that
-// follows it. Each section of the file claims the first table entry of the
-// same name (case ignored) that no earlier section claimed; within it, each
-// parameter claims a row (listing) or column (selection) of its name. What is
-// claimed is written from the table in place of the file's lines; every other
-// line is copied as it stands. Entries and parameters that the file does not
-// have are added after the last parameter of their section, new sections after
-// the last section that reading reaches. A section or parameter that shares a
-// line with another one is kept as it stands, and so is everything from the
-// line where reading stops (or fails) on.
-
-std::size_t CProfileFileParser::LineIndex() const
-{
-    return static_cast<std::size_t>(lineNumber > 0 ? lineNumber - 1 : 0);
-}
-
-void CProfileFileParser::NoteItem(bool section, const std::string& name, std::size_t first)
-{
-    LayoutItem item;
-    item.section = section;
-    item.name = name;
-    item.first = first;
-    item.last = LineIndex();
-    item.unterminated = lineBuffer.empty() || lineBuffer.back() != '\n';
-    layout_->push_back(std::move(item));
-}
-
-void CProfileFileParser::NoteItem(bool section, const std::string& name, std::size_t first,
-                                  std::size_t last, bool unterminated)
-{
-    NoteItem(section, name, first);
-    layout_->back().last = last;
-    layout_->back().unterminated = unterminated;
-}
-
-void CProfileFileParser::NoteComment()
-{
-    if (layout_ && !layout_->empty()) {
-        layout_->back().hasComment = true;
-        layout_->back().comment = tokenText;
-    }
-}
-
-struct CProfileFileParser::TableEntry {
-    std::uint32_t row = 0;
-    std::string name;
-    std::vector<std::uint32_t> parameterRows;  // listing only
-    bool claimed = false;
-};
+// The file is made from the table alone: each row that the shape writes
+// becomes its lines, in table order, and nothing of the old text is kept (the
+// old file stays as the backup). Before a row goes out its names and values
+// are checked to read back; one that cannot stand in a file so fails the
+// write, and the source stays as it was.
 
 namespace {
 
@@ -438,51 +359,123 @@ std::string BlockValue(const std::string& value)
     return text + "]";
 }
 
-// The file's own comment after an item, as it stood (";" and its text).
-std::string FileComment(const CProfileFileParser::LayoutItem& item)
-{
-    return item.hasComment ? " ;" + item.comment : std::string();
-}
-
-// Table entries by name (case ignored); each is handed out once, first come
-// (in table order) first.
-class NameClaims {
-public:
-    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
-    void Add(const std::string& name, std::size_t index)
-    {
-        byName_[ToUpper(name)].push_back(index);
-    }
-    std::size_t Take(const std::string& name)
-    {
-        auto it = byName_.find(ToUpper(name));
-        if (it == byName_.end() || it->second.empty())
-            return kNone;
-        const std::size_t index = it->second.front();
-        it->second.pop_front();
-        return index;
-    }
-
-private:
-    std::unordered_map<std::string, std::deque<std::size_t>> byName_;
-};
-
-// Puts `comment` at the end of the first line of `lines`; for a block, after
-// its closing "]" (nothing may follow the opening "[").
-std::string WithComment(std::string lines, const std::string& comment)
-{
-    if (comment.empty())
-        return lines;
-    const std::size_t firstEnd = std::min(lines.find('\n'), lines.size());
-    const bool block = firstEnd > 0 && lines[firstEnd - 1] == '[' && lines.size() > firstEnd + 1;
-    std::size_t at = firstEnd;
-    if (block)
-        at = !lines.empty() && lines.back() == '\n' ? lines.size() - 1 : lines.size();
-    lines.insert(at, comment);
-    return lines;
-}
-
 }  // namespace
+
+void CProfileFileParser::WriteFile()
+{
+    keepTailAfterEndOfText = false;
+    if (!attributes)
+        return;
+    if (listing_)
+        WriteListing();
+    else
+        WriteSelection();
+}
+
+// Rows in table order: "S" a section line (after an empty line unless it is
+// the first row), "P" a parameter line; rows of any other kind are left out.
+void CProfileFileParser::WriteListing()
+{
+    bool inSection = false;
+    // A section without a name is not written, nor are its parameters: the
+    // empty-cell byte in the file would end it for every later read.
+    bool namelessSection = false;
+    for (std::uint32_t row = 0; row < attributes->rows; ++row) {
+        const std::string kind = CellText(row, 0);
+        const char first = kind.empty() ? '\0' : kind[0];
+        const std::string name = CellText(row, 1);
+        if (first == 'S' || first == 's') {
+            namelessSection = name == kEmptyCell;
+            if (namelessSection)
+                continue;
+            if (!SectionNameFits(name))
+                return;
+            inSection = true;
+            std::string line = row != 0 ? "\n[" : "[";
+            line += SectionText(name) + "]" + CommentPart(CellText(row, 3)) + "\n";
+            WriteAtColumn(line, 0);
+        } else if (first == 'P' || first == 'p') {
+            if (namelessSection || name == kEmptyCell)
+                continue;
+            if (!ParameterNameFits(name))
+                return;
+            // Reading ends at a parameter that stands before every section:
+            // the file would read as if it held nothing.
+            if (!inSection) {
+                Refuse("[", name);
+                return;
+            }
+            const std::string value = ListingValue(row);
+            if (!ValueFits(value, ListingAsBlock(value)))
+                return;
+            WriteAtColumn(RenderListingParameter(row), 0);
+        }
+    }
+}
+
+// Rows 1 on: "[" section "]", then one line per value (per line of a value
+// that holds several) under its column's name; no empty lines, no comments.
+void CProfileFileParser::WriteSelection()
+{
+    const std::uint32_t columns = attributes->columns;
+    for (std::uint32_t row = 1; row < attributes->rows; ++row) {
+        const std::string section = CellText(row, 0);
+        if (section == kEmptyCell)
+            continue;  // a row without a section name
+        if (!SectionNameFits(section))
+            return;
+        WriteAtColumn("[" + SectionText(section) + "]\n", 0);
+        for (std::uint32_t column = 1; column < columns; ++column) {
+            const std::string value = CellText(row, column);
+            // A column without a name has nothing to write its values under.
+            if (value == kEmptyCell || value == kDeleteMark || !ColumnHasName(column))
+                continue;
+            if (!ParameterNameFits(CellText(0, column)) ||
+                !ValueFits(value, SelectionAsBlock(value)))
+                return;
+            WriteAtColumn(RenderSelectionValue(row, column), 0);
+        }
+    }
+}
+
+bool CProfileFileParser::Refuse(std::string_view expected, const std::string& text)
+{
+    ReportExpected(expected);
+    tokenText = text;
+    lineNumber = 0;  // the table's fault, not the file's
+    return false;
+}
+
+bool CProfileFileParser::SectionNameFits(const std::string& name)
+{
+    // A section name ends at "]" or the line end, and the end-of-text byte
+    // would hide the rest of the file from every later read.
+    if (name.find_first_of("]\r\n\x1a") != std::string::npos)
+        return Refuse("Section", name);
+    return true;
+}
+
+bool CProfileFileParser::ParameterNameFits(const std::string& name)
+{
+    // A parameter name cannot hold a quote or a line end, even between quotes.
+    if (name.find_first_of("\"\r\n\x1a") != std::string::npos)
+        return Refuse("Parameter", name);
+    return true;
+}
+
+bool CProfileFileParser::ValueFits(const std::string& value, bool asBlock)
+{
+    if (value.find('\x1a') != std::string::npos || (asBlock && !BlockReadsBack(value)))
+        return Refuse("IDENTIFIER", value);
+    return true;
+}
+
+std::string CProfileFileParser::SectionText(const std::string& name) const
+{
+    // Blanks or a quote at an end of the name read back only from between
+    // quotes.
+    return TrimValue(charClass, name) == name ? name : '"' + name + '"';
+}
 
 std::string CProfileFileParser::NameText(const std::string& name) const
 {
@@ -552,129 +545,25 @@ std::string CProfileFileParser::CellText(std::uint32_t row, std::uint32_t column
     return cell ? *cell : std::string(kEmptyCell);
 }
 
-std::vector<CProfileFileParser::TableEntry> CProfileFileParser::CollectEntries(
-    std::vector<std::uint32_t>& orphans) const
-{
-    std::vector<TableEntry> entries;
-    if (!attributes)
-        return entries;
-    const std::uint32_t rows = attributes->rows;
-    if (listing_) {
-        for (std::uint32_t row = 0; row < rows; ++row) {
-            const std::string kind = CellText(row, 0);
-            const char first = kind.empty() ? '\0' : kind[0];
-            if (first == 'S' || first == 's') {
-                TableEntry entry;
-                entry.row = row;
-                entry.name = CellText(row, 1);
-                // A section without a name is not written, nor are its
-                // parameters.
-                entry.claimed = entry.name == kEmptyCell;
-                entries.push_back(std::move(entry));
-            } else if (first == 'P' || first == 'p') {
-                if (CellText(row, 1) == kEmptyCell)
-                    continue;  // a parameter without a name
-                if (entries.empty())
-                    orphans.push_back(row);
-                else
-                    entries.back().parameterRows.push_back(row);
-            }
-        }
-    } else {
-        for (std::uint32_t row = 1; row < rows; ++row) {
-            if (CellText(row, 0) == kEmptyCell)
-                continue;  // a row without a section name
-            TableEntry entry;
-            entry.row = row;
-            entry.name = CellText(row, 0);
-            entries.push_back(std::move(entry));
-        }
-    }
-    return entries;
-}
-
 bool CProfileFileParser::ColumnHasName(std::uint32_t column) const
 {
     const std::string name = CellText(0, column);
     return name != kEmptyCell && name != kDeleteMark;
 }
 
-bool CProfileFileParser::NamesReadBack(const std::vector<TableEntry>& entries,
-                                       const std::vector<std::uint32_t>& orphans)
+std::string CProfileFileParser::ListingValue(std::uint32_t row) const
 {
-    // A section name ends at "]" or the line end; a parameter name cannot hold
-    // a quote or a line end, even between quotes; and the end-of-text byte
-    // would hide the rest of the file from every later read.
-    auto fail = [this](std::string_view expected, const std::string& name) {
-        ReportExpected(expected);
-        tokenText = name;
-        lineNumber = 0;  // the table's fault, not the file's
-        return false;
-    };
-    auto written = [](const TableEntry& entry) { return entry.name != kEmptyCell; };
-    for (const TableEntry& entry : entries)
-        if (written(entry) && entry.name.find_first_of("]\r\n\x1a") != std::string::npos)
-            return fail("Section", entry.name);
-    std::vector<std::string> parameters;
-    std::vector<std::string> blocks;  // values that go in as blocks
-    std::string cut;                  // a value holding the end-of-text byte
-    auto addValue = [&](const std::string& value, bool asBlock) {
-        if (value == kEmptyCell || value == kDeleteMark)
-            return;
-        if (value.find('\x1a') != std::string::npos && cut.empty())
-            cut = value;
-        if (asBlock)
-            blocks.push_back(value);
-    };
-    if (listing_) {
-        std::vector<std::uint32_t> rows = orphans;
-        for (const TableEntry& entry : entries)
-            if (written(entry))
-                rows.insert(rows.end(), entry.parameterRows.begin(), entry.parameterRows.end());
-        for (std::uint32_t row : rows) {
-            parameters.push_back(CellText(row, 1));
-            const std::string value = CellText(row, 2);
-            addValue(value, ListingAsBlock(value));
-        }
-    } else if (attributes) {
-        for (std::uint32_t column = 1; column < attributes->columns; ++column) {
-            if (!ColumnHasName(column))
-                continue;
-            parameters.push_back(CellText(0, column));
-            for (const TableEntry& entry : entries) {
-                const std::string value = CellText(entry.row, column);
-                addValue(value, SelectionAsBlock(value));
-            }
-        }
-    }
-    for (const std::string& name : parameters)
-        if (name.find_first_of("\"\r\n\x1a") != std::string::npos)
-            return fail("Parameter", name);
-    if (!cut.empty())
-        return fail("IDENTIFIER", cut);
-    for (const std::string& value : blocks)
-        if (!BlockReadsBack(value))
-            return fail("IDENTIFIER", value);
-    return true;
-}
-
-std::string CProfileFileParser::RenderSectionLine(const TableEntry& entry) const
-{
-    std::string line = "[";
-    line += CellText(entry.row, listing_ ? 1 : 0);
-    line += ']';
-    if (listing_)
-        line += CommentPart(CellText(entry.row, 3));
-    return line + '\n';
+    // An empty cell is written as the empty value: the empty-cell byte in the
+    // file would end it for every later read.
+    std::string value = CellText(row, 2);
+    if (value == kEmptyCell)
+        value.clear();
+    return value;
 }
 
 std::string CProfileFileParser::RenderListingParameter(std::uint32_t row) const
 {
-    // The empty-cell byte would end the file for every later read: a new
-    // parameter without a value is written with an empty one.
-    std::string value = CellText(row, 2);
-    if (value == kEmptyCell)
-        value.clear();
+    const std::string value = ListingValue(row);
     std::string line = NameText(CellText(row, 1)) + " = ";
     if (ListingAsBlock(value))
         line += BlockValue(value);
@@ -687,252 +576,15 @@ std::string CProfileFileParser::RenderSelectionValue(std::uint32_t row, std::uin
 {
     const std::string name = NameText(CellText(0, column));
     const std::string value = CellText(row, column);
-    std::vector<std::string> pieces = SplitLines(value);
     if (SelectionAsBlock(value))
         return name + " = " + BlockValue(value) + "\n";
+    std::vector<std::string> pieces = SplitLines(value);
     if (pieces.empty())
         pieces.emplace_back();  // an empty value is kept as an empty value
     std::string text;
     for (const std::string& piece : pieces)
         text += name + " = \"" + piece + "\"\n";
     return text;
-}
-
-std::string CProfileFileParser::RenderNewSection(const TableEntry& entry) const
-{
-    // A listing puts an empty line before each section but the first row; a
-    // selection writes no empty lines.
-    std::string text = listing_ && entry.row != 0 ? "\n" : "";
-    text += RenderSectionLine(entry);
-    if (listing_) {
-        for (std::uint32_t row : entry.parameterRows)
-            if (CellText(row, 2) != kDeleteMark)
-                text += RenderListingParameter(row);
-        return text;
-    }
-    for (std::uint32_t column = 1; column < attributes->columns; ++column) {
-        const std::string cell = CellText(entry.row, column);
-        if (cell != kEmptyCell && cell != kDeleteMark && ColumnHasName(column))
-            text += RenderSelectionValue(entry.row, column);
-    }
-    return text;
-}
-
-void CProfileFileParser::Emit(const std::string& text)
-{
-    if (text.empty())
-        return;
-    // Whatever is written starts on a line of its own, even after a last line
-    // that had no line end.
-    if (outputColumn != -1)
-        WriteAtColumn("\n", 0);
-    WriteAtColumn(text, 0);
-}
-
-void CProfileFileParser::WriteFile()
-{
-    // The file's shape, read as a listing of everything.
-    std::vector<LayoutItem> items;
-    layout_ = &items;
-    const Diagnostic message = diagnostic;
-    ReadTopLevel();
-    constexpr std::size_t kNoTail = static_cast<std::size_t>(-1);
-    std::size_t tail = kNoTail;
-    if (!parseOk)
-        tail = itemStart_;  // what does not read stays as it is
-    else if (tokenKind != kEndOfFile)
-        tail = LineIndex();
-    parseOk = true;
-    diagnostic = message;
-    layout_ = nullptr;
-    skippedSpace.clear();
-
-    SkipToPosition(0);
-    std::size_t count = 0;
-    while (!endOfInput) {
-        ++count;
-        ReadLine();
-    }
-    if (tail == kNoTail || tail > count)
-        tail = count;
-
-    // Items that share a line with another, that stand in a piece of an
-    // over-long line, or that reach into the tail are kept as they stand.
-    std::vector<bool> sharesNext(items.size(), false);
-    for (std::size_t i = 0; i < items.size(); ++i) {
-        LayoutItem& item = items[i];
-        if (i + 1 < items.size() && items[i + 1].first <= item.last) {
-            sharesNext[i] = true;
-            item.frozen = items[i + 1].frozen = true;
-        }
-        if ((item.unterminated && item.last + 1 < count) || item.last >= tail)
-            item.frozen = true;
-    }
-    // New sections go where reading still reaches them, never between the
-    // lines of an item.
-    std::size_t newSectionsAt = tail;
-    for (const LayoutItem& item : items)
-        if (item.first < tail && item.last >= tail)
-            newSectionsAt = std::max(newSectionsAt, item.last + 1);
-
-    std::vector<std::uint32_t> orphans;
-    std::vector<TableEntry> entries = CollectEntries(orphans);
-    if (!NamesReadBack(entries, orphans))
-        return;
-    NameClaims sectionClaims;
-    for (std::size_t e = 0; e < entries.size(); ++e)
-        if (!entries[e].claimed)
-            sectionClaims.Add(entries[e].name, e);
-
-    // What each line becomes: kept as it stands, or replaced by text that goes
-    // before it; and text added after it.
-    std::vector<bool> keep(count, true);
-    std::vector<std::string> before(count + 1);
-    std::vector<std::string> after(count + 1);
-    auto drop = [&keep](const LayoutItem& item) {
-        for (std::size_t line = item.first; line <= item.last && line < keep.size(); ++line)
-            keep[line] = false;
-    };
-    // `text` after line `line` (-1: before the first line).
-    auto addAfter = [&](std::size_t line, const std::string& text) {
-        if (line == static_cast<std::size_t>(-1))
-            before[0] += text;
-        else
-            after[std::min(line, count)] += text;
-    };
-
-    for (std::uint32_t row : orphans)
-        if (CellText(row, 2) != kDeleteMark)
-            before[0] += RenderListingParameter(row);
-
-    for (std::size_t s = 0; s < items.size(); ++s) {
-        if (!items[s].section)
-            continue;
-        const LayoutItem& header = items[s];
-        std::size_t end = s + 1;
-        while (end < items.size() && !items[end].section)
-            ++end;
-
-        const std::size_t claimed = sectionClaims.Take(header.name);
-        if (claimed == NameClaims::kNone)
-            continue;  // the table does not hold this section: it stays as it is
-        TableEntry* entry = &entries[claimed];
-        entry->claimed = true;
-
-        // Where new parameters go: after the last item of the section whose
-        // line no later item shares.
-        std::size_t insertAfter = header.last;
-        for (std::size_t k = end; k-- > s + 1;) {
-            if (!sharesNext[k]) {
-                insertAfter = items[k].last;
-                break;
-            }
-        }
-        const bool frozenSection = header.frozen;
-        if (!frozenSection && listing_ && CellText(entry->row, 2) == kDeleteMark) {
-            const std::size_t last = end < items.size() ? items[end].first : tail;
-            bool clean = true;
-            for (std::size_t k = s + 1; k < end; ++k)
-                clean = clean && !items[k].frozen;
-            if (clean) {
-                for (std::size_t line = header.first; line < last && line < count; ++line)
-                    keep[line] = false;
-                continue;
-            }
-        }
-        if (!frozenSection) {
-            drop(header);
-            std::string line = RenderSectionLine(*entry);
-            if (!listing_)
-                line = WithComment(line, FileComment(header));
-            before[header.first] += line;
-        }
-
-        if (listing_) {
-            std::vector<bool> rowUsed(entry->parameterRows.size(), false);
-            NameClaims rowClaims;
-            for (std::size_t r = 0; r < entry->parameterRows.size(); ++r)
-                rowClaims.Add(CellText(entry->parameterRows[r], 1), r);
-            for (std::size_t k = s + 1; k < end; ++k) {
-                const LayoutItem& parameter = items[k];
-                const std::size_t r = rowClaims.Take(parameter.name);
-                if (r == NameClaims::kNone)
-                    continue;  // not in the table: the line stays
-                rowUsed[r] = true;
-                const std::uint32_t row = entry->parameterRows[r];
-                const std::string value = CellText(row, 2);
-                if (parameter.frozen || value == kEmptyCell)
-                    continue;  // kept as the file has it
-                drop(parameter);
-                if (value != kDeleteMark)
-                    before[parameter.first] += RenderListingParameter(row);
-            }
-            for (std::size_t r = 0; r < entry->parameterRows.size(); ++r)
-                if (!rowUsed[r] && CellText(entry->parameterRows[r], 2) != kDeleteMark)
-                    addAfter(insertAfter, RenderListingParameter(entry->parameterRows[r]));
-            continue;
-        }
-
-        const std::uint32_t columns = attributes->columns;
-        auto columnOf = [&](const LayoutItem& parameter) {
-            std::uint32_t column = 1;
-            while (column < columns && !EqualsNoCase(CellText(0, column), parameter.name))
-                ++column;
-            return column;
-        };
-        // One cell stands for every occurrence of its name: when one of them
-        // must stay as it is, they all do.
-        std::vector<bool> keepColumn(columns, false);
-        for (std::size_t k = s + 1; k < end; ++k) {
-            const std::uint32_t column = columnOf(items[k]);
-            if (column < columns && items[k].frozen)
-                keepColumn[column] = true;
-        }
-        std::vector<bool> seen(columns, false);
-        for (std::size_t k = s + 1; k < end; ++k) {
-            const LayoutItem& parameter = items[k];
-            const std::uint32_t column = columnOf(parameter);
-            if (column >= columns)
-                continue;  // not asked for: the line stays
-            const bool first = !seen[column];
-            seen[column] = true;
-            const std::string cell = CellText(entry->row, column);
-            if (keepColumn[column] || cell == kEmptyCell)
-                continue;  // kept as the file has it
-            drop(parameter);
-            // Every occurrence of the name is the one cell: written once, at
-            // the first, with the file's comment. A later occurrence's comment
-            // stays as a comment line.
-            if (cell == kDeleteMark)
-                continue;
-            if (first)
-                before[parameter.first] +=
-                    WithComment(RenderSelectionValue(entry->row, column), FileComment(parameter));
-            else if (parameter.hasComment)
-                before[parameter.first] += ";" + parameter.comment + "\n";
-        }
-        for (std::uint32_t column = 1; column < columns; ++column) {
-            const std::string cell = CellText(entry->row, column);
-            if (!seen[column] && cell != kEmptyCell && cell != kDeleteMark && ColumnHasName(column))
-                addAfter(insertAfter, RenderSelectionValue(entry->row, column));
-        }
-    }
-
-    for (const TableEntry& entry : entries)
-        if (!entry.claimed && !(listing_ && CellText(entry.row, 2) == kDeleteMark))
-            before[std::min(newSectionsAt, count)] += RenderNewSection(entry);
-
-    // Second pass: the file again from its start, now written.
-    SkipToPosition(0);
-    for (std::size_t line = 0; line < count; ++line) {
-        Emit(before[line]);
-        if (keep[line])
-            CopyCurrentLine();
-        Emit(after[line]);
-        ReadLine();
-    }
-    Emit(before[count]);
-    CopyRest();
 }
 
 }  // namespace tolvik

@@ -4,15 +4,14 @@
 //    comment) and per parameter ("P", name, value, comment), in file order;
 //  - selection: a header row of wanted names, then one row per matching section
 //    with the wanted parameters' values in their columns.
-// Writing puts a table back into the file: what the table names is written
-// from the table, every other line of the file stays as it stands.
+// Writing makes the file from the table alone, row by row, in the shape the
+// table has; nothing of the old text is kept.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "../textfile/SourceParser.h"
 
@@ -40,19 +39,6 @@ public:
     // After a successful read: the length of the longest cell stored.
     std::size_t LongestCell() const { return longestCell_; }
 
-    // A section header or parameter as it stands in the file: its lines
-    // (0-based) and the comment after it.
-    struct LayoutItem {
-        bool section = false;
-        std::string name;
-        std::size_t first = 0;
-        std::size_t last = 0;
-        bool unterminated = false;  // its last line has no line end
-        bool hasComment = false;
-        std::string comment;  // the text after ";"
-        bool frozen = false;  // written back exactly as it stands
-    };
-
 private:
     // Reading.
     void ReadFile();
@@ -66,20 +52,16 @@ private:
     void Store(std::uint32_t column, const std::string& text);
 
     // Writing.
-    struct TableEntry;
     void WriteFile();
-    std::size_t LineIndex() const;
-    void NoteItem(bool section, const std::string& name, std::size_t first);
-    void NoteItem(bool section, const std::string& name, std::size_t first, std::size_t last,
-                  bool unterminated);
-    void NoteComment();
-    void ReadTopLevel();
-    std::vector<TableEntry> CollectEntries(std::vector<std::uint32_t>& orphans) const;
-    // False, with a message naming it, when a section or parameter name or a
-    // value of the table could not be read back from the file: the file is
-    // then not written.
-    bool NamesReadBack(const std::vector<TableEntry>& entries,
-                       const std::vector<std::uint32_t>& orphans);
+    void WriteListing();
+    void WriteSelection();
+    // Each false, with the message a later read would give (expected item, the
+    // table's text, line 0), when the text could not stand in a file so that it
+    // reads back: the file is then not written.
+    bool Refuse(std::string_view expected, const std::string& text);
+    bool SectionNameFits(const std::string& name);
+    bool ParameterNameFits(const std::string& name);
+    bool ValueFits(const std::string& value, bool asBlock);
     // Selection: whether column `column` has a name to write its values under.
     bool ColumnHasName(std::uint32_t column) const;
     std::string CellText(std::uint32_t row, std::uint32_t column) const;
@@ -90,12 +72,12 @@ private:
     // Whether every line of a block value reads back as a line of the block:
     // none may start with "]", nor with "[" when it also holds a "]".
     bool BlockReadsBack(const std::string& value) const;
+    // Names as they are written so that they read back as they are.
+    std::string SectionText(const std::string& name) const;
     std::string NameText(const std::string& name) const;
-    std::string RenderSectionLine(const TableEntry& entry) const;
+    std::string ListingValue(std::uint32_t row) const;
     std::string RenderListingParameter(std::uint32_t row) const;
     std::string RenderSelectionValue(std::uint32_t row, std::uint32_t column) const;
-    std::string RenderNewSection(const TableEntry& entry) const;
-    void Emit(const std::string& text);
 
     const bool listing_;
     const bool strictSection_;
@@ -107,10 +89,6 @@ private:
     std::size_t longestCell_ = 0;
     bool sectionWanted_ = false;
     bool valueOnLine_ = false;
-    // While a write reads the file's shape: its sections and parameters.
-    std::vector<LayoutItem>* layout_ = nullptr;
-    // The line where the latest section, parameter or comment began.
-    std::size_t itemStart_ = 0;
 };
 
 }  // namespace tolvik

@@ -105,8 +105,9 @@ TEST_F(ProfileExports, CloseOnAMissingFileFailsAndConsumesTheHandle)
     EXPECT_FALSE(folder.Exists("absent.ini"));
 }
 
-TEST_F(ProfileExports, ReadChangeWriteKeepsTheRestOfTheFile)
+TEST_F(ProfileExports, ReadChangeWriteGivesTheFileOfTheTable)
 {
+    // Comment lines on their own line are not in a listing, so not in the file.
     const std::string file =
         folder.Write("p.ini", "; header\n[Main]\nName = Pump1 ; first\n; own line\nSpeed = 3\n");
     ASSERT_NE(Open(file, "1024"), 0);
@@ -115,12 +116,33 @@ TEST_F(ProfileExports, ReadChangeWriteKeepsTheRestOfTheFile)
     EXPECT_EQ(Close(file), -1);
     EXPECT_EQ(Error(), Record("0|||||"));
     EXPECT_EQ(handle, 0u);
-    EXPECT_EQ(folder.Read("p.ini"),
-              "; header\n[Main]\nName = \"Pump 2\" ; first\n; own line\nSpeed = \"3\" ; in rpm\n");
+    EXPECT_EQ(folder.Read("p.ini"), "[Main]\nName = \"Pump 2\" ; first\nSpeed = \"3\" ; in rpm\n");
 
     ASSERT_NE(Open(file, "1024"), 0);
     EXPECT_EQ(Cell(1, 2), "Pump 2");
     EXPECT_EQ(Cell(2, 3), "in rpm");
+}
+
+TEST_F(ProfileExports, TwoHostsWritingTheirOwnTablesLeaveTheSecondTableOnly)
+{
+    const std::string file = folder.Write("p.ini", "");
+    const auto write = [&](const char* section, const char* name, const char* value) {
+        ASSERT_EQ(NewTable(2, 4), -1);
+        Set(0, 0, "S");
+        Set(0, 1, section);
+        Set(1, 0, "P");
+        Set(1, 1, name);
+        Set(1, 2, value);
+        EXPECT_EQ(Close(file), -1);
+    };
+    write("Pump", "Port", "COM2");
+    write("Mixer", "Speed", "3");
+    EXPECT_EQ(folder.Read("p.ini"), "[Mixer]\nSpeed = \"3\"\n");
+
+    ASSERT_NE(Open(file, "1024"), 0);
+    EXPECT_EQ(rows, 2);
+    EXPECT_EQ(Cell(0, 1), "Mixer");
+    EXPECT_EQ(Cell(1, 2), "3");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
+#include <memory>
 
 #include "CapiSupport.h"
 
@@ -28,6 +29,8 @@ struct Kind {
     // other than an empty one.
     bool trimsComments = false;
     bool emptyIsNoValue = false;
+    // Called with each input's file before it is read (a request to prepare).
+    std::function<void(char* file)> prepare = nullptr;
 };
 
 const fs::path kData = TOLVIK_TEST_DATA;
@@ -91,6 +94,67 @@ Kind WholeSections(const char* name, const char* fileName,
             true};
 }
 
+std::vector<std::pair<std::string, std::string>> ProfileInputs()
+{
+    auto files = FilesIn("profile/read", "");
+    auto more = FilesIn("profile/write", "");
+    files.insert(files.end(), more.begin(), more.end());
+    return files;
+}
+
+// A profile read as a selection: a column for every parameter name the file
+// has, every section a row.
+Kind ProfileSelection()
+{
+    auto names = std::make_shared<std::vector<std::string>>();
+    Kind kind{"profile-selection", "SETUP.ini",
+              [names](char* f, uint32_t* h, uint16_t* r, uint16_t* c, char* e) {
+                  uint16_t rows = 2;
+                  uint16_t cols = static_cast<uint16_t>(names->size() + 1);
+                  if (IntpOpenWrite(h, &rows, &cols) != -1)
+                      return 0;
+                  uint16_t row = 1;
+                  uint16_t col = 0;
+                  char all[] = "*";
+                  IntpSetAttrValue(h, &row, &col, all);
+                  row = 0;
+                  for (std::string& name : *names) {
+                      ++col;
+                      IntpSetAttrValue(h, &row, &col, name.data());
+                  }
+                  std::strcpy(e, "0");
+                  return IntpOpenReadProfileFile(f, h, r, c, e);
+              },
+              [](char* f, uint32_t* h, char* e) {
+                  std::strcpy(e, "0");
+                  return IntpCloseWriteProfileFile(f, h, e);
+              },
+              ProfileInputs};
+    kind.prepare = [names](char* file) {
+        names->clear();
+        uint32_t handle = 0;
+        uint16_t rows = 0;
+        uint16_t cols = 0;
+        char err[8192] = "1024";
+        if (!IntpOpenReadProfileFile(file, &handle, &rows, &cols, err))
+            return;
+        for (uint16_t r = 0; r < rows; ++r) {
+            char cell[70000] = "";
+            uint16_t length = 0;
+            uint16_t c = 0;
+            IntpGetAttrValue(&handle, &r, &c, cell, &length);
+            if (std::string(cell) != "P")
+                continue;
+            c = 1;
+            IntpGetAttrValue(&handle, &r, &c, cell, &length);
+            if (std::find(names->begin(), names->end(), cell) == names->end())
+                names->push_back(cell);
+        }
+        IntpCloseRead(&handle);
+    };
+    return kind;
+}
+
 std::vector<Kind> Kinds()
 {
     return {
@@ -112,12 +176,8 @@ std::vector<Kind> Kinds()
              std::strcpy(e, "1024");  // the write takes the shape of the read
              return IntpCloseWriteProfileFile(f, h, e);
          },
-         [] {
-             auto files = FilesIn("profile/read", "");
-             auto more = FilesIn("profile/write", "");
-             files.insert(files.end(), more.begin(), more.end());
-             return files;
-         }},
+         ProfileInputs},
+        ProfileSelection(),
     };
 }
 
@@ -160,6 +220,8 @@ TEST_P(RoundTrip, UnchangedTableReadsBackAndRewritesStably)
     for (const auto& [name, text] : kind.inputs()) {
         SCOPED_TRACE(kind.name + ": " + name);
         path_ = folder_.Write(kind.fileName, text);
+        if (kind.prepare)
+            kind.prepare(path_.data());
 
         uint32_t handle = 0;
         std::vector<std::string> first, second;

@@ -313,24 +313,26 @@ TEST(ProfileRoundTrip, GeneratedFilesReadBackAfterWriting)
     EXPECT_GT(readable, 50);
 }
 
-// A table written into an empty file, and the file read back with the same
-// flags (a selection with `request`).
-struct NewFileCase {
+// A table written over a file (empty unless `old` says otherwise), and the file
+// read back with the same flags (a selection with `request`). The file holds
+// the table and nothing of the old text.
+struct TableFileCase {
     const char* name;
     long flags;
     const char* table;
     const char* file;
     const char* request;
     const char* readBack;  // nullptr: not read back
+    const char* old = "";
 };
 
-class ProfileWriteNewFile : public ::testing::TestWithParam<NewFileCase> {};
+class ProfileWriteFromTable : public ::testing::TestWithParam<TableFileCase> {};
 
-TEST_P(ProfileWriteNewFile, GetsTheTableAndReadsItBack)
+TEST_P(ProfileWriteFromTable, GivesTheTablesFileAndReadsItBack)
 {
-    const NewFileCase& c = GetParam();
+    const TableFileCase& c = GetParam();
     TempDir temp;
-    const std::string file = temp.Write("new.ini", "");
+    const std::string file = temp.Write("new.ini", c.old);
     std::string message;
     ASSERT_TRUE(WriteProfile(file, c.flags, TableFrom(c.table), &message))
         << ShowMessage(message, file);
@@ -342,7 +344,7 @@ TEST_P(ProfileWriteNewFile, GetsTheTableAndReadsItBack)
     EXPECT_EQ(Dump(*back.table), c.readBack);
 }
 
-const NewFileCase kNewFiles[] = {
+const TableFileCase kTableFiles[] = {
     {"ListingInItsPlainLayout", kListing,
      "S|First|...|top\n"
      "P|Name|Pump|...\n"
@@ -386,21 +388,31 @@ const NewFileCase kNewFiles[] = {
      "P|Eq|=x\\r\\n|...\n"},
     {"SelectedValuesThatQuotesCannotCarryGoInAsBlocks", 0, "...|K\nS|one\\r\\n  two;\n",
      "[S]\nK = [\none\n  two;\n]\n", nullptr, nullptr},
-    // A column without a name has nothing to write its values under; its
-    // empty-cell byte in the file would hide every later line from reading.
     {"CommentWithEndOfTextByteIsWrittenWithABlank", kListing,
      "S|S|...|a\x1a"
      "b\n",
      "[S] ; a b\n", nullptr, "S|S|...|a b\n"},
+    // A column without a name has nothing to write its values under; its
+    // empty-cell byte in the file would hide every later line from reading.
     {"SelectionColumnWithoutNameIsNotWritten", 0, "...|K|...\nS|1|lost\nT|2|...\n",
-     "[S]\nK = \"1\"\n[T]\nK = \"2\"\n", "...|K\n*\n", "...|K\nS|1\nT|2\n"}};
+     "[S]\nK = \"1\"\n[T]\nK = \"2\"\n", "...|K\n*\n", "...|K\nS|1\nT|2\n"},
+    {"SectionNameWithBlanksAtItsEndsIsQuoted", kListing, "S| a |...|...\nP|K|1|...\n",
+     "[\" a \"]\nK = \"1\"\n", nullptr, "S| a |...|...\nP|K|1|...\n"},
+    // Over a file that held more: only the table is left.
+    {"EmptyTableEmptiesTheFile", kListing, "", "", nullptr, "", "[S] ; c\nA = 1\n; note\n"},
+    {"EmptyTableLeavesNothingAfterAnEndOfTextByte", kListing, "", "", nullptr, "", "\x1a old tail"},
+    {"ListingEmptyValueIsWrittenEmptyAndReadsBackEmpty", kListing, "S|S|...|...\nP|K|...|...\n",
+     "[S]\nK = \"\"\n", nullptr, "S|S|...|...\nP|K||...\n", "[S]\nK = 5\n"},
+    {"SelectionOverAFileWithAStrayLineReadsBack", 0, "...|A\nS|2\n", "[S]\nA = \"2\"\n",
+     "...|A\n*\n", "...|A\nS|2\n", "[S]\nA = 1\nBroken line\n[T]\nA = 3\n"}};
 
-INSTANTIATE_TEST_SUITE_P(ProfileWrite, ProfileWriteNewFile, ::testing::ValuesIn(kNewFiles),
+INSTANTIATE_TEST_SUITE_P(ProfileWrite, ProfileWriteFromTable, ::testing::ValuesIn(kTableFiles),
                          [](const auto& info) { return std::string(info.param.name); });
 
 // Names and values that no file can carry so that they read back fail the
 // write before anything changes: "]" or a line end in a section name, a quote
-// or a line end in a parameter name, a line that would end a block value.
+// or a line end in a parameter name, a line that would end a block value, a
+// parameter before every section.
 TEST(ProfileWrite, NameOrValueThatWouldNotReadBackLeavesTheFileAsItWas)
 {
     const struct {
@@ -422,6 +434,13 @@ TEST(ProfileWrite, NameOrValueThatWouldNotReadBackLeavesTheFileAsItWas)
          "S|S|...|...\nP|K|a\x1a"
          "b|...\n",
          "FILE|IDENTIFIER|a|b|0|"},
+        {0,
+         "...|K\nS|a\x1a"
+         "b\n",
+         "FILE|IDENTIFIER|a|b|0|"},
+        // Reading stops at a parameter before the first section: the file
+        // would read as empty.
+        {kListing, "P|K|1|...\nS|S|...|...\n", "FILE|[|K|0|"},
     };
     const std::string content = "[S] ; kept\nK = 1\n";
     for (const auto& c : cases) {

@@ -40,22 +40,24 @@ std::string ReadWholeFile(const std::string& path)
     return text.str();
 }
 
+std::string Upper(std::string text)
+{
+    for (char& ch : text)
+        ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
+    return text;
+}
+
 // The column of a program header attribute, by the name it has in a header
 // ("PRI", "Cycle", "Name", "TLN", ...; case ignored), or -1.
 int HeaderColumn(std::string name, const tool::Kind& header)
 {
-    auto upper = [](std::string text) {
-        for (char& ch : text)
-            ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
-        return text;
-    };
-    name = upper(name);
+    name = Upper(name);
     if (name == "/" || name == "OPTION")
         name = "OPTIONS";
     if (name == "TLN" || name == "VLN")  // one column for the three line-number names
         name = "LN";
     for (std::size_t c = 1; c < header.columns.size(); ++c) {
-        if (upper(header.columns[c]) == name)
+        if (Upper(header.columns[c]) == name)
             return static_cast<int>(c);
     }
     return -1;
@@ -169,6 +171,46 @@ std::optional<std::string> ProfileValue(const std::string& file, const std::stri
             return PlainText(*value);
     }
     return std::nullopt;
+}
+
+// Sets NAME in the first section named SECTION (case ignored) to VALUE, so
+// that it is the one value of NAME there. The file is read as a listing, the
+// rows changed (a new parameter goes after the section's last row, a new
+// section at the end), and the listing written back: the file is made anew
+// from it, so what a listing does not hold (comment lines of their own) is not
+// kept.
+void SetProfileValue(const std::string& file, const std::string& section, const std::string& name,
+                     const std::string& value)
+{
+    tool::Grid grid = tool::CopyOut(tolvik32::ReadProfile(file, tolvik32::kListing));
+    grid.columns = 4;
+    auto kindIs = [](const tool::Cell& cell, char kind) {
+        return cell && !cell->empty() && Upper(cell->substr(0, 1))[0] == kind;
+    };
+    auto named = [](const tool::Cell& cell, const std::string& text) {
+        return cell && Upper(*cell) == Upper(text);
+    };
+    auto& rows = grid.rows;
+    std::size_t row = 0;
+    while (row < rows.size() && !(kindIs(rows[row][0], 'S') && named(rows[row][1], section)))
+        ++row;
+    if (row == rows.size())
+        rows.push_back({"S", section, std::nullopt, std::nullopt});
+    bool set = false;
+    for (++row; row < rows.size() && !kindIs(rows[row][0], 'S');) {
+        if (!(kindIs(rows[row][0], 'P') && named(rows[row][1], name))) {
+            ++row;
+        } else if (!set) {
+            rows[row++][2] = value;
+            set = true;
+        } else {
+            rows.erase(rows.begin() + static_cast<std::ptrdiff_t>(row));  // a later occurrence
+        }
+    }
+    if (!set)
+        rows.insert(rows.begin() + static_cast<std::ptrdiff_t>(row),
+                    {"P", name, value, std::nullopt});
+    tolvik32::WriteProfile(file, tool::CopyIn(grid), tolvik32::kListing);
 }
 
 std::string ReadInput(const std::string& path)
@@ -406,11 +448,7 @@ int main(int argc, char** argv)
             }
             std::cout << *found << (found->empty() || found->back() != '\n' ? "\n" : "");
         } else if (*profileSet) {
-            tolvik32::Table table(2, 2);
-            table.Set(0, 1, parameter);
-            table.Set(1, 0, section);
-            table.Set(1, 1, value);
-            tolvik32::WriteProfile(file, std::move(table), tolvik32::kSelection);
+            SetProfileValue(file, section, parameter, value);
         }
     } catch (const tolvik32::Error& error) {
         std::cerr << "tolvik: " << error.what() << '\n';
