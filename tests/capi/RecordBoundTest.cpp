@@ -135,10 +135,8 @@ const std::vector<Export>& Exports()
          [](const char* f, const char* t, char* e) { return IntpInsertDecl(f, t, t, e); }},
         {"IntpRemoveDecl",
          [](const char* f, const char* t, char* e) { return IntpRemoveDecl(f, t, t, e); }},
-        {"IntpInsertEmbeddedFile",
-         [](const char* f, const char* t, char* e) {
-             return IntpInsertEmbeddedFile(f, t, t, t, e);
-         }},
+        {"IntpInsertEmbeddedFile", [](const char* f, const char* t,
+                                      char* e) { return IntpInsertEmbeddedFile(f, t, t, t, e); }},
         {"IntpOpenReadEmbeddedFile",
          [](const char* f, const char* t, char* e) {
              std::uint32_t h = 0;
