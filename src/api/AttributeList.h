@@ -7,12 +7,10 @@
 #include <string>
 #include <vector>
 
+#include "../core/Sentinels.h"
+
 namespace tolvik {
 
-// The one-byte text of an empty cell; "..." to the host.
-inline constexpr char kEmptyCell[] = "\x1a";
-// The one-byte text that asks a write-back to remove an attribute or entry.
-inline constexpr char kDeleteMark[] = "\x08";
 // Cells of every table that the exports and the read handlers create.
 inline constexpr std::uint32_t kTableCapacity = 100000;
 // Each free-text block holds fewer characters than this.

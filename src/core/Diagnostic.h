@@ -13,10 +13,9 @@
 #include <string_view>
 #include <vector>
 
-namespace tolvik {
+#include "Sentinels.h"
 
-// Ends every argument of an error record and every item of a message.
-inline constexpr char kSeparator = '\x1a';
+namespace tolvik {
 
 // The codes of an error record.
 enum class ResultCode : int {

@@ -480,7 +480,7 @@ bool CDeclarationHeaderParser::ValueReadsBack(int column, std::string_view value
     std::size_t i = 0;
     while (i < value.size()) {
         const char c = value[i];
-        if (c == '\x1a' || c == '\0')
+        if (c == kEndOfText || c == '\0')
             return false;  // a text-mode reader stops at these
         switch (ClassOf(c)) {
             case kSpaceChar:
@@ -489,7 +489,7 @@ bool CDeclarationHeaderParser::ValueReadsBack(int column, std::string_view value
             case kWordChar: {
                 std::size_t end = i;
                 while (end < value.size() && ClassOf(value[end]) == kWordChar &&
-                       value[end] != '\x1a' && value[end] != '\0')
+                       value[end] != kEndOfText && value[end] != '\0')
                     ++end;
                 if (end - i > static_cast<std::size_t>(kMaxToken))
                     return false;

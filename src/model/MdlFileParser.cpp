@@ -30,7 +30,6 @@ constexpr int kCommentColumn = 25;
 // The longest line that reads back whole (its line end not counted).
 constexpr std::size_t kLongestLine = kMaxLinePiece - 1;
 // A text-mode reader takes this byte for the end of the text.
-constexpr char kEndOfTextByte = '\x1a';
 
 bool IsPunctuator(const CScanner& scanner, std::string_view text)
 {
@@ -391,7 +390,7 @@ bool CMdlFileParser::IsOneWord(std::string_view text) const
     if (text.empty() || text.size() > static_cast<std::size_t>(kMaxToken))
         return false;
     for (char c : text)
-        if (c == '\0' || c == kEndOfTextByte || ClassOf(c) != kWordChar)
+        if (c == '\0' || c == kEndOfText || ClassOf(c) != kWordChar)
             return false;
     return true;
 }
@@ -409,7 +408,7 @@ std::string_view CMdlFileParser::SwitchesMismatch(std::string_view switches) con
         ++i;
         skipSpace();
         std::size_t end = i;
-        while (end < switches.size() && switches[end] != '\0' && switches[end] != kEndOfTextByte &&
+        while (end < switches.size() && switches[end] != '\0' && switches[end] != kEndOfText &&
                ClassOf(switches[end]) == kWordChar)
             ++end;
         if (end == i || end - i > static_cast<std::size_t>(kMaxToken))
@@ -450,7 +449,8 @@ bool CMdlFileParser::WriteEntryLine(std::string_view name, std::string_view swit
         RefuseCell(mismatch, switches);
         return false;
     }
-    if (text.find_first_of(std::string_view("\n\0\x1a", 3)) != std::string_view::npos) {
+    static constexpr char kCutting[] = {'\n', '\0', kEndOfText};
+    if (text.find_first_of(std::string_view(kCutting, sizeof kCutting)) != std::string_view::npos) {
         RefuseCell("NEWLINE", comment);
         return false;
     }

@@ -12,7 +12,6 @@
 namespace tolvik {
 
 namespace {
-constexpr char kEndOfText = '\x1a';  // ends a text-mode input, as DOS editors wrote it
 constexpr std::size_t kBlockSize = 64 * 1024;
 constexpr int kTabWidth = 8;
 

@@ -39,7 +39,7 @@ std::string CleanComment(std::string_view text)
 {
     std::string result = ReplaceChars(text, ' ', '\r', '\n');
     // The end-of-text byte would hide the rest of the file from reading.
-    result = ReplaceChars(result, ' ', '\x1a', '\x1a');
+    result = ReplaceChars(result, ' ', kEndOfText, kEndOfText);
     while (!result.empty() && result.back() == ' ')
         result.pop_back();
     return result;
@@ -326,7 +326,7 @@ std::string CBpacValuesParser::WritableCell(std::uint32_t row, std::uint32_t col
     // text: they are written as blanks.
     std::string text = ReplaceChars(*cell, ' ', '\r', '\n');
     text = ReplaceChars(text, ' ', '{', '}');
-    return ReplaceChars(text, ' ', ';', '\x1a');
+    return ReplaceChars(text, ' ', ';', kEndOfText);
 }
 
 std::string CBpacValuesParser::WritableComment(std::uint32_t row) const

@@ -9,6 +9,9 @@
 namespace tolvik {
 
 namespace {
+
+// What a name may not hold: it stands between quotes on a line of its own.
+constexpr char kNotInName[] = {'"', '\r', '\n', kEndOfText};
 constexpr std::string_view kStartWord = "EmbeddedFileStart";
 constexpr std::string_view kEndWord = "EmbeddedFileEnd";
 constexpr std::string_view kPointWord = "EmbeddPoint";
@@ -145,7 +148,7 @@ void CEmbeddedFileParser::WriteBlock()
     // The content's own line ends are LF; the file layer writes the file's
     // convention. An end-of-text byte would cut the file short for every
     // reader, so it does not go in either.
-    std::string body = content_ ? RemoveChars(*content_, '\r', '\x1a') : std::string();
+    std::string body = content_ ? RemoveChars(*content_, '\r', kEndOfText) : std::string();
     if (!body.empty() && body.back() != '\n')
         body += '\n';
     WriteText(body);
@@ -232,7 +235,8 @@ bool CEmbeddedFileParser::WritableBlock()
 {
     // The name stands between double quotes on a line of its own; an
     // end-of-text byte would end the file there for every reader.
-    const std::size_t bad = embeddedName_.find_first_of(std::string_view("\"\r\n\x1a", 4));
+    const std::size_t bad =
+        embeddedName_.find_first_of(std::string_view(kNotInName, sizeof kNotInName));
     if (bad != std::string::npos) {
         Fail(kStartWord, embeddedName_, std::string(1, embeddedName_[bad]));
         return false;
@@ -241,7 +245,7 @@ bool CEmbeddedFileParser::WritableBlock()
     // short, and a later replacement would leave the rest behind.
     const std::string upperEnd = ToUpper(kEndWord);
     const std::string upperName = ToUpper(embeddedName_);
-    const std::string body = content_ ? RemoveChars(*content_, '\r', '\x1a') : std::string();
+    const std::string body = content_ ? RemoveChars(*content_, '\r', kEndOfText) : std::string();
     for (std::size_t begin = 0; begin < body.size();) {
         const std::size_t end = body.find('\n', begin);
         const std::string line =

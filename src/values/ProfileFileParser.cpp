@@ -9,6 +9,11 @@ namespace tolvik {
 
 namespace {
 
+// What names written back may not hold: a section name ends at "]", a quoted
+// name at its quote, both at the line's end and at an end-of-text byte.
+constexpr char kNotInSection[] = {']', '\r', '\n', kEndOfText};
+constexpr char kNotInName[] = {'"', '\r', '\n', kEndOfText};
+
 constexpr char kCrLf[] = "\r\n";
 
 }  // namespace
@@ -329,7 +334,7 @@ std::string CommentPart(const std::string& cell)
     std::string part = " ; ";
     part += ReplaceChars(TrimCommentEnd(cell), ' ', '\r', '\n');
     // The end-of-text byte would hide the rest of the file from reading.
-    part = ReplaceChars(part, ' ', '\x1a', '\x1a');
+    part = ReplaceChars(part, ' ', kEndOfText, kEndOfText);
     return part;
 }
 
@@ -450,7 +455,8 @@ bool CProfileFileParser::SectionNameFits(const std::string& name)
 {
     // A section name ends at "]" or the line end, and the end-of-text byte
     // would hide the rest of the file from every later read.
-    if (name.find_first_of("]\r\n\x1a") != std::string::npos)
+    if (name.find_first_of(std::string_view(kNotInSection, sizeof kNotInSection)) !=
+        std::string::npos)
         return Refuse("Section", name);
     return true;
 }
@@ -458,14 +464,14 @@ bool CProfileFileParser::SectionNameFits(const std::string& name)
 bool CProfileFileParser::ParameterNameFits(const std::string& name)
 {
     // A parameter name cannot hold a quote or a line end, even between quotes.
-    if (name.find_first_of("\"\r\n\x1a") != std::string::npos)
+    if (name.find_first_of(std::string_view(kNotInName, sizeof kNotInName)) != std::string::npos)
         return Refuse("Parameter", name);
     return true;
 }
 
 bool CProfileFileParser::ValueFits(const std::string& value, bool asBlock)
 {
-    if (value.find('\x1a') != std::string::npos || (asBlock && !BlockReadsBack(value)))
+    if (value.find(kEndOfText) != std::string::npos || (asBlock && !BlockReadsBack(value)))
         return Refuse("IDENTIFIER", value);
     return true;
 }
