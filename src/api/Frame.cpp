@@ -171,45 +171,15 @@ std::string TextOf(const char* text)
     return text ? std::string(text) : std::string();
 }
 
-std::int32_t OpenExport(const Call& call, FunctionRef<Outcome(const std::string& name)> read)
-{
-    auto failed = [&call]() noexcept {
-        if (call.handle)
-            *call.handle = 0;
-        SetCounts(call, 0, 0);
-    };
-    return Guarded(
-        call,
-        [&]() {
-            Conclusion c;
-            Outcome outcome = read(TextOf(call.file));
-            if (!outcome.ok() || !outcome.table) {
-                if (outcome.ok())  // a read that gave no table
-                    outcome.diagnostic = UnknownHandle(TextOf(call.file));
-                c.Take(outcome);
-                failed();
-                c.Deliver(call.err);
-                return kFalse;
-            }
-            c.Take(outcome);
-            const std::uint32_t rows = outcome.table->rows;
-            const std::uint32_t cols = outcome.table->columns;
-            // Without a place for the handle, the table is discarded.
-            const std::uint32_t token = call.handle ? CreateHandle(std::move(outcome.table)) : 0;
-            if (call.handle)
-                *call.handle = token;
-            SetCounts(call, rows, cols);
-            c.Deliver(call.err);
-            return outcome.value;
-        },
-        failed);
-}
+namespace {
 
-std::int32_t RequestExport(
-    const Call& call,
+// The reads: the table they make gets a handle (the request's own, when the
+// read took its request through the handle) and its counts go to the host.
+std::int32_t ReadExport(
+    const Call& call, bool takesRequest,
     FunctionRef<Outcome(const std::string& name, std::unique_ptr<CAttributeList>& request)> read)
 {
-    const std::uint32_t token = call.handle ? *call.handle : 0;
+    const std::uint32_t token = takesRequest && call.handle ? *call.handle : 0;
     auto failed = [&call, token]() noexcept {
         if (token != 0)
             ReleaseHandle(token);
@@ -261,11 +231,28 @@ std::int32_t RequestExport(
             } else if (call.handle) {
                 *call.handle = CreateHandle(std::move(outcome.table));
             }
+            // Without a place for the handle, the table is discarded.
             SetCounts(call, rows, cols);
             c.Deliver(call.err);
             return outcome.value;
         },
         failed);
+}
+
+}  // namespace
+
+std::int32_t OpenExport(const Call& call, FunctionRef<Outcome(const std::string& name)> read)
+{
+    return ReadExport(
+        call, false,
+        [&read](const std::string& name, std::unique_ptr<CAttributeList>&) { return read(name); });
+}
+
+std::int32_t RequestExport(
+    const Call& call,
+    FunctionRef<Outcome(const std::string& name, std::unique_ptr<CAttributeList>& request)> read)
+{
+    return ReadExport(call, true, read);
 }
 
 std::int32_t CloseExport(

@@ -34,6 +34,22 @@ bool CellIndex(const HandleRecord& record, std::uint16_t row, std::uint16_t col,
     return count != 0 && index <= count - 1;
 }
 
+// Runs `use` on the live table behind `handle`, locked; 0 for a null, closed
+// or unknown handle.
+template <class Use>
+std::int32_t WithTable(const std::uint32_t* handle, Use use)
+{
+    return TableExport(kFalse, [&]() {
+        if (!handle || *handle == 0)
+            return kFalse;
+        std::shared_ptr<HandleRecord> record = FindHandle(*handle);
+        if (!record)
+            return kFalse;
+        std::lock_guard<std::mutex> lock(record->mutex);
+        return record->list ? use(*record) : kFalse;
+    });
+}
+
 }  // namespace
 
 extern "C" {
@@ -86,16 +102,10 @@ TOLVIK_API int32_t TOLVIK_CALL IntpOpenWrite(uint32_t* handle, uint16_t* rows, u
 TOLVIK_API int32_t TOLVIK_CALL IntpGetAttrValue(uint32_t* handle, uint16_t* row, uint16_t* col,
                                                 char* value, uint16_t* length)
 {
-    return TableExport(kFalse, [&]() {
-        if (!handle || *handle == 0 || !row || !col || !value)
-            return kFalse;
-        std::shared_ptr<HandleRecord> record = FindHandle(*handle);
-        if (!record)
-            return kFalse;
-        std::lock_guard<std::mutex> lock(record->mutex);
-        if (!record->list)
-            return kFalse;
-        const CAttributeList& list = *record->list;
+    if (!row || !col || !value)
+        return kFalse;
+    return WithTable(handle, [&](HandleRecord& record) {
+        const CAttributeList& list = *record.list;
 
         // A table that holds a text body answers with the whole text.
         if (!list.FirstText().empty()) {
@@ -109,7 +119,7 @@ TOLVIK_API int32_t TOLVIK_CALL IntpGetAttrValue(uint32_t* handle, uint16_t* row,
         }
 
         std::uint32_t index = 0;
-        if (!CellIndex(*record, *row, *col, index))
+        if (!CellIndex(record, *row, *col, index))
             return kFalse;
         const std::string& cell = *list.GetAttribute(static_cast<int>(index), -1);
         if (cell == kEmptyCell) {
@@ -128,26 +138,20 @@ TOLVIK_API int32_t TOLVIK_CALL IntpGetAttrValue(uint32_t* handle, uint16_t* row,
 TOLVIK_API int32_t TOLVIK_CALL IntpSetAttrValue(uint32_t* handle, uint16_t* row, uint16_t* col,
                                                 char* value)
 {
-    return TableExport(kFalse, [&]() {
-        if (!handle || *handle == 0 || !row || !col)
-            return kFalse;
-        std::shared_ptr<HandleRecord> record = FindHandle(*handle);
-        if (!record)
-            return kFalse;
-        std::lock_guard<std::mutex> lock(record->mutex);
-        if (!record->list)
-            return kFalse;
-        CAttributeList& list = *record->list;
+    if (!row || !col)
+        return kFalse;
+    return WithTable(handle, [&](HandleRecord& record) {
+        CAttributeList& list = *record.list;
 
         // The row just past the end grows the table by one row before anything
         // is checked, so a call with a bad column still adds the row.
-        if (*row == record->rows) {
-            list.AddAttributes(static_cast<int>(record->columns), nullptr);
+        if (*row == record.rows) {
+            list.AddAttributes(static_cast<int>(record.columns), nullptr);
             ++list.rows;
-            ++record->rows;
+            ++record.rows;
         }
         std::uint32_t index = 0;
-        if (!CellIndex(*record, *row, *col, index) || !value)
+        if (!CellIndex(record, *row, *col, index) || !value)
             return kFalse;
         list.SetAttribute(index,
                           IsEmptyCellText(value) ? std::string(kEmptyCell) : std::string(value));
