@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "values/ProfileFileParser.h"
+#include "profiles/ProfileFileParser.h"
 
 using namespace tolvik;
 

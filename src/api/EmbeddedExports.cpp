@@ -1,5 +1,5 @@
 // The embedded-file exports: insert (or replace), read out, remove.
-#include "../values/EmbeddedFileParser.h"
+#include "../embedded/EmbeddedFileParser.h"
 #include "EmbeddedStore.h"
 #include "Frame.h"
 #include "tolvik32.h"

@@ -18,7 +18,7 @@
 #include "../core/FunctionRef.h"
 #include "../textfile/Platform.h"
 #include "../textfile/SourceParser.h"
-#include "AttributeList.h"
+#include "../core/AttributeList.h"
 
 namespace tolvik {
 

@@ -7,7 +7,7 @@
 #include <memory>
 #include <mutex>
 
-#include "AttributeList.h"
+#include "../core/AttributeList.h"
 
 namespace tolvik {
 

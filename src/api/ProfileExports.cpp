@@ -2,7 +2,7 @@
 // and hands the result table back through the same handle; its result is the
 // length of the longest cell + 1, the buffer size a host needs to fetch any
 // cell. The flags word comes in through the error buffer.
-#include "../values/ProfileFileParser.h"
+#include "../profiles/ProfileFileParser.h"
 #include "Frame.h"
 #include "tolvik32.h"
 

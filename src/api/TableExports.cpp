@@ -4,7 +4,7 @@
 
 #include "../textfile/Charset.h"
 #include "../textfile/Platform.h"
-#include "AttributeList.h"
+#include "../core/AttributeList.h"
 #include "Frame.h"
 #include "HandleTable.h"
 #include "tolvik32.h"

@@ -1,5 +1,7 @@
 #include "Platform.h"
 
+#include "../core/AttributeList.h"
+
 #include <atomic>
 
 namespace tolvik {
@@ -48,6 +50,12 @@ void ShowMessage(const char* text, const char* caption, std::uint32_t style)
         return;
     }
     CurrentPlatform().ShowMessage(text, caption, style);
+}
+
+void ReportListOverflow()
+{
+    ShowMessage("Internal error in CAttributeList::AddAttribute. List overflow!", "Tolvik32.DLL",
+                0x10);  // the stop icon
 }
 
 void SetMessageHook(MessageHook hook)

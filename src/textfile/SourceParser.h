@@ -9,7 +9,7 @@
 #include <string>
 #include <string_view>
 
-#include "../api/AttributeList.h"
+#include "../core/AttributeList.h"
 #include "Scanner.h"
 
 namespace tolvik {

@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "../api/AttributeList.h"
+#include "../core/AttributeList.h"
 #include "../textfile/SourceParser.h"
 
 namespace tolvik {

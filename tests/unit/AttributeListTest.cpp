@@ -1,4 +1,4 @@
-#include "api/AttributeList.h"
+#include "core/AttributeList.h"
 
 #include <gtest/gtest.h>
 
@@ -50,18 +50,6 @@ TEST_F(AttributeList, AddAttributesIgnoresCountsBelowOneAndFillsEmptyMarker)
     EXPECT_EQ(*list.GetAttribute(1, -1), "\x1a");
 }
 
-TEST_F(AttributeList, AddListStopsAtFirstRefusal)
-{
-    CAttributeList source = Grid(2, 2);
-    CAttributeList roomy(10), tight(3), empty(0);
-    EXPECT_EQ(roomy.AddList(source), 1u);
-    EXPECT_EQ(*roomy.GetAttribute(3, -1), "1,1");
-    EXPECT_EQ(tight.AddList(source), 0u);
-    EXPECT_EQ(tight.Count(), 3u);
-    EXPECT_EQ(boxes.List().size(), 1u);
-    EXPECT_EQ(empty.AddList(CAttributeList(5)), 1u);
-}
-
 TEST_F(AttributeList, GetAttributeByFlatIndexOrRowAndColumn)
 {
     CAttributeList list = Grid(3, 4);
@@ -94,21 +82,6 @@ TEST_F(AttributeList, RemoveRowShiftsLaterRowsUp)
     list.RemoveRow(5);  // no such row: nothing happens
     EXPECT_EQ(list.rows, 2u);
     EXPECT_EQ(list.Count(), 4u);
-}
-
-TEST_F(AttributeList, FindRowIgnoresCaseAndNeedsRows)
-{
-    CAttributeList list(10);
-    list.columns = 2;
-    list.AddAttribute("Pump.tse");
-    list.AddAttribute("1");
-    list.AddAttribute("\xe4rger.tse");  // a-umlaut, Windows-1252
-    list.AddAttribute("1");
-    EXPECT_EQ(list.FindRow(0, "pump.TSE"), -1);  // rows is still 0
-    list.rows = 2;
-    EXPECT_EQ(list.FindRow(0, "pump.TSE"), 0);
-    EXPECT_EQ(list.FindRow(0, "\xc4RGER.TSE"), 1);
-    EXPECT_EQ(list.FindRow(1, "2"), -1);
 }
 
 TEST_F(AttributeList, AddTextFillsTwoBlocksBelow32000)

@@ -1,6 +1,6 @@
 // Inserting and removing declarations: the declaration parser, the key rule,
 // and golden cases (file + request -> rewritten file or error record).
-#include "values/DeclarationParser.h"
+#include "declarations/DeclarationParser.h"
 
 #include <gtest/gtest.h>
 

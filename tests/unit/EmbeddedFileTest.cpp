@@ -9,7 +9,7 @@
 
 #include "TestSupport.h"
 #include "api/EmbeddedStore.h"
-#include "values/EmbeddedFileParser.h"
+#include "embedded/EmbeddedFileParser.h"
 
 namespace tolvik::test {
 namespace {

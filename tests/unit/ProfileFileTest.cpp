@@ -1,4 +1,4 @@
-#include "values/ProfileFileParser.h"
+#include "profiles/ProfileFileParser.h"
 
 #include <gtest/gtest.h>
 

@@ -48,11 +48,7 @@ std::string Cells(const CAttributeList& table)
 
 std::unique_ptr<CAttributeList> CopyOf(const CAttributeList& table)
 {
-    auto copy = std::make_unique<CAttributeList>();
-    copy->AddList(table);
-    copy->columns = table.columns;
-    copy->rows = table.rows;
-    return copy;
+    return std::make_unique<CAttributeList>(table);
 }
 
 // The message after the file name, separators shown as "|" and line ends as

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "TestSupport.h"
-#include "api/AttributeList.h"
+#include "core/AttributeList.h"
 #include "sections/SectionRowsParser.h"
 
 namespace tolvik::test {

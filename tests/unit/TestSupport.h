@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "../capi/CapiSupport.h"
-#include "api/AttributeList.h"
+#include "core/AttributeList.h"
 #include "textfile/SourceParser.h"
 
 namespace tolvik::test {

@@ -16,6 +16,11 @@ inline constexpr std::uint32_t kTableCapacity = 100000;
 // Each free-text block holds fewer characters than this.
 inline constexpr std::size_t kTextBlockLimit = 32000;
 
+// Tells the user that a full list refused a cell. The table knows nothing of
+// message boxes: the platform layer defines this, and shows its box (at most
+// once per export call).
+void ReportListOverflow();
+
 class CAttributeList {
 public:
     explicit CAttributeList(std::uint32_t capacity = kTableCapacity);
@@ -33,17 +38,12 @@ public:
     // `n` copies of `text` (of the empty cell when null); each refused copy shows
     // the overflow box again.
     void AddAttributes(int n, const char* text);
-    // 1 when every cell of `other` was appended; stops at the first refusal.
-    std::uint32_t AddList(const CAttributeList& other);
     // The cell, or null. With column -1, `row` is a flat index.
     const std::string* GetAttribute(int row, int column) const;
     std::uint32_t SetAttribute(std::uint32_t index, const std::string& text);
     std::uint32_t AppendToAttribute(std::uint32_t index, const std::string& text);
     // Removes one whole row; a row that does not exist changes nothing.
     void RemoveRow(std::uint32_t row);
-    // The first row whose cell in `column` equals `text` without regard to
-    // case, or -1.
-    std::int32_t FindRow(std::uint32_t column, const std::string& text) const;
     // 1 when the line was kept in a text block, 0 when both are full.
     std::uint32_t AddText(const std::string& line);
     // Replaces both text blocks as they are given (no limit applies): used once

@@ -2,16 +2,7 @@
 
 #include <utility>
 
-#include "../textfile/Charset.h"
-#include "../textfile/Platform.h"
-
 namespace tolvik {
-
-namespace {
-constexpr char kOverflowText[] = "Internal error in CAttributeList::AddAttribute. List overflow!";
-constexpr char kOverflowCaption[] = "Tolvik32.DLL";
-constexpr std::uint32_t kStopIconStyle = 0x10;
-}  // namespace
 
 CAttributeList::CAttributeList(std::uint32_t capacity) : capacity_(capacity) {}
 
@@ -19,7 +10,7 @@ std::uint32_t CAttributeList::AddAttribute(const std::string& text)
 {
     if (cells_.size() >= capacity_) {
         // A full list stays full: every refused cell shows the box again.
-        ShowMessage(kOverflowText, kOverflowCaption, kStopIconStyle);
+        ReportListOverflow();
         return 0;
     }
     cells_.push_back(text);
@@ -31,14 +22,6 @@ void CAttributeList::AddAttributes(int n, const char* text)
     const std::string value = text ? text : kEmptyCell;
     for (int i = 0; i < n; ++i)
         AddAttribute(value);
-}
-
-std::uint32_t CAttributeList::AddList(const CAttributeList& other)
-{
-    for (const std::string& cell : other.cells_)
-        if (!AddAttribute(cell))
-            return 0;
-    return 1;
 }
 
 const std::string* CAttributeList::GetAttribute(int row, int column) const
@@ -73,18 +56,6 @@ void CAttributeList::RemoveRow(std::uint32_t row)
     cells_.erase(cells_.begin() + static_cast<std::ptrdiff_t>(first),
                  cells_.begin() + static_cast<std::ptrdiff_t>(first + columns));
     --rows;
-}
-
-std::int32_t CAttributeList::FindRow(std::uint32_t column, const std::string& text) const
-{
-    if (static_cast<std::int32_t>(rows) < 1)
-        return -1;
-    for (std::uint32_t row = 0; row < rows; ++row) {
-        const std::string* cell = GetAttribute(static_cast<int>(row), static_cast<int>(column));
-        if (cell && EqualsNoCase(*cell, text))
-            return static_cast<std::int32_t>(row);
-    }
-    return -1;
 }
 
 std::uint32_t CAttributeList::AddText(const std::string& line)
