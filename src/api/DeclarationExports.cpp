@@ -1,7 +1,7 @@
 // IntpInsertDecl and IntpRemoveDecl: one declaration into or out of the block of
 // a file that opens with "{" and the declaration's keyword.
-#include "../textfile/Charset.h"
 #include "../declarations/DeclarationParser.h"
+#include "../textfile/Charset.h"
 #include "Frame.h"
 #include "tolvik32.h"
 

@@ -14,11 +14,11 @@
 #include <memory>
 #include <string>
 
+#include "../core/AttributeList.h"
 #include "../core/Diagnostic.h"
 #include "../core/FunctionRef.h"
 #include "../textfile/Platform.h"
 #include "../textfile/SourceParser.h"
-#include "../core/AttributeList.h"
 
 namespace tolvik {
 

@@ -2,9 +2,9 @@
 // access, discarding a table, and the two extension settings.
 #include <cstring>
 
+#include "../core/AttributeList.h"
 #include "../textfile/Charset.h"
 #include "../textfile/Platform.h"
-#include "../core/AttributeList.h"
 #include "Frame.h"
 #include "HandleTable.h"
 #include "tolvik32.h"
