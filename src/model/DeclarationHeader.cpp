@@ -530,8 +530,10 @@ std::string CDeclarationHeaderParser::CycleText(int cycleByte)
         return std::to_string(cycleByte * 100) + " ms";
     if (cycleByte < 100) {
         std::string text = std::to_string(cycleByte / 10);
-        if (cycleByte % 10 != 0)
-            text += "." + std::to_string(cycleByte % 10);
+        if (cycleByte % 10 != 0) {
+            text += '.';
+            text += std::to_string(cycleByte % 10);
+        }
         return text + " s";
     }
     int seconds = cycleByte / 10;

@@ -223,13 +223,16 @@ bool CMdlFileParser::ParseCommentLine()
             // A comment after "{ TASK" or "}" stays on that line, unless the
             // line would grow too long to read back ("{TASK;" gains a blank).
             const std::size_t used = static_cast<std::size_t>(outputColumn) + 1;
-            const std::string text = ";" + tokenText + "\n";
+            std::string text = ";";
+            text += tokenText;
+            text += '\n';
             std::string lead = skippedSpace;
             if (used + lead.size() + text.size() - 1 > kLongestLine)
                 lead.clear();
             if (used + text.size() - 1 > kLongestLine)
                 lead = "\n";
-            WriteAtColumn(lead + text, 0);
+            lead += text;
+            WriteAtColumn(lead, 0);
         }
     }
     NextToken();

@@ -429,7 +429,10 @@ void CProfileFileParser::WriteSelection()
             continue;  // a row without a section name
         if (!SectionNameFits(section))
             return;
-        WriteAtColumn("[" + SectionText(section) + "]\n", 0);
+        std::string header = "[";
+        header += SectionText(section);
+        header += "]\n";
+        WriteAtColumn(header, 0);
         for (std::uint32_t column = 1; column < columns; ++column) {
             const std::string value = CellText(row, column);
             // A column without a name has nothing to write its values under.

@@ -186,7 +186,9 @@ bool CBpacValuesParser::ReadHeader()
             names.push_back(tokenText);
             GetToken();
         } else {
-            names.push_back("E" + std::to_string(letters.size()));
+            std::string name = "E";
+            name += std::to_string(letters.size());
+            names.push_back(std::move(name));
         }
         if (tokenKind == kPunctuator && tokenText == ":")
             continue;
@@ -420,7 +422,10 @@ bool CBpacValuesParser::WriteHeader()
     std::string line(kHeaderLead);
     writtenOffsets_.assign(1, line.size());
     for (std::uint32_t c = 1; c <= columns; ++c) {
-        std::string column = ":" + WritableCell(0, c, "?") + " " + WritableName(c);
+        std::string column = ":";
+        column += WritableCell(0, c, "?");
+        column += ' ';
+        column += WritableName(c);
         column.resize(std::max(column.size(), widths[c - 1] + 1), ' ');
         line += column;
         writtenOffsets_.push_back(writtenOffsets_.back() + widths[c - 1] + 1);
