@@ -56,6 +56,14 @@ public:
     virtual void ShowMessage(const char* text, const char* caption, std::uint32_t style) = 0;
 };
 
+// Whether a file may be renamed over while it is open: POSIX allows it, Windows
+// replaces only a file that nobody holds open.
+#if defined(_WIN32)
+inline constexpr bool kReplacesOpenFiles = false;
+#else
+inline constexpr bool kReplacesOpenFiles = true;
+#endif
+
 // The platform of this build.
 Platform& NativePlatform();
 // The platform in use: the native one unless a test installed another.

@@ -12,6 +12,7 @@
 #include <functional>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../capi/CapiSupport.h"
@@ -396,6 +397,46 @@ INSTANTIATE_TEST_SUITE_P(EveryHandler, FaultInjection,
                                             ::testing::Values(Fault::kPlatform,
                                                               Fault::kAllocation)),
                          CaseName);
+
+// Lets another writer get in at the worst moment of a close.
+class InterleavingPlatform : public FailingPlatform {
+public:
+    // Before the new file takes the file's name.
+    std::function<void()> beforeRename;
+
+    bool Rename(const std::string& f, const std::string& t) override
+    {
+        if (beforeRename)
+            std::exchange(beforeRename, nullptr)();
+        return FailingPlatform::Rename(f, t);
+    }
+};
+
+// Where the platform allows it, a close holds the old file until the new one
+// has its name: a writer that opens the old file then is kept out, instead of
+// writing from the old text over the new file a moment later.
+TEST(ConcurrentWriters, TheOldFileIsHeldUntilItIsReplaced)
+{
+    TempFolder dir(TempFolder::kCurrent);
+    const std::string path = dir.Write("PLANT.INI", Example("PLANT.INI"));
+    std::uint32_t handle = Edited(
+        [&](auto... a) { return IntpOpenReadProfileFile(path.c_str(), a...); }, 2, 2, "COM4");
+    ASSERT_NE(handle, 0u);
+
+    InterleavingPlatform platform;
+    bool otherWriterGotIn = false;
+    platform.beforeRename = [&] {
+        otherWriterGotIn = NativePlatform().Open(path, FileAccess::ReadWrite) != nullptr;
+    };
+    Platform* previous = SetPlatform(&platform);
+    char err[4096] = "1024";
+    const std::int32_t result = IntpCloseWriteProfileFile(path.c_str(), &handle, err);
+    SetPlatform(previous == &NativePlatform() ? nullptr : previous);
+
+    EXPECT_EQ(result, -1) << err;
+    EXPECT_FALSE(platform.beforeRename);  // the close did replace the file
+    EXPECT_EQ(otherWriterGotIn, !kReplacesOpenFiles);
+}
 
 }  // namespace
 }  // namespace tolvik::test
