@@ -312,6 +312,26 @@ TOLVIK_API void TOLVIK_CALL TolvikSetMessageHook(TolvikMessageHook hook);
  * the previous pair stays. */
 TOLVIK_API int32_t TOLVIK_CALL TolvikSetCodePages(uint32_t oem, uint32_t ansi);
 
+/* Extension: options of the whole process, as bits; 0, the default, is the
+ * original behaviour. Returns -1 when every bit is known (the options are then
+ * exactly `options`), else 0 and the options stay as they were.
+ *
+ * TOLVIK_OPTION_DETECT_CONFLICTS: a table read from a file (any IntpOpenRead...
+ * export, the stubs, embedded and profile files included; not a text handed
+ * over in memory) remembers the file's size, modification time and a hash of
+ * its bytes as it was read. A close export that writes such a table back into
+ * the same file (the name exactly as passed to the read) first checks that the
+ * file is still as it was read: size and time, then the hash. If anybody
+ * changed it in between, the close fails with 0 and the record "3" + file,
+ * writes nothing, leaves no temporary file, and consumes the handle as any
+ * failed close does; the host reads the file again and redoes its change.
+ * Without the option, a close simply writes, undoing what others wrote since
+ * the read. Tables from IntpOpenWrite and tables written into another file
+ * than they were read from are never refused for this. The option counts when
+ * the table is read and when it is closed; while it is off nothing is hashed. */
+#define TOLVIK_OPTION_DETECT_CONFLICTS 1u
+TOLVIK_API int32_t TOLVIK_CALL TolvikSetOptions(uint32_t options);
+
 /* Extension: the parts of the latest error record that an export wrote on the
  * calling thread, so that a host need not take the record apart.
  * `level` 0 is the record itself; level 1 the finding nested in it (a stub's

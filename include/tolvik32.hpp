@@ -196,6 +196,23 @@ inline void ThrowUnless(std::int32_t result, const std::vector<char>& record)
 
 }  // namespace detail
 
+// Sets the library's options for the whole process (TOLVIK_OPTION_... bits;
+// 0 is the original behaviour). False, and nothing changed, for a bit this
+// library does not know.
+inline bool SetOptions(std::uint32_t options)
+{
+    return TolvikSetOptions(options) != 0;
+}
+
+// Turns conflict detection on or off (it is the only option there is): with it
+// on, writing a table back into the file it was read from throws an Error with
+// ErrorCode::kNotAccessible and that file when the file changed since the
+// read; nothing is written then, and the caller reads the file again.
+inline void DetectConflicts(bool on)
+{
+    SetOptions(on ? TOLVIK_OPTION_DETECT_CONFLICTS : 0u);
+}
+
 // A table of text cells behind a library handle. Move-only; the handle is
 // closed (discarded) when the table goes out of scope, unless a write-back
 // took it.

@@ -1,5 +1,6 @@
 #include "Frame.h"
 
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -12,6 +13,63 @@ namespace tolvik {
 namespace {
 
 thread_local std::shared_ptr<const Diagnostic> t_last;
+
+std::atomic<std::uint32_t> g_options{0};
+
+// The state of the file that the close running on this thread found as its
+// table was read; null when that close checks nothing.
+thread_local const FileFingerprint* t_closing = nullptr;
+
+bool DetectingConflicts()
+{
+    return (g_options.load() & kDetectConflicts) != 0;
+}
+
+// The state of the file a read is about to read, when conflicts are
+// detected. Taken before the read: a change that lands between the two makes
+// the close refuse, never the other way round.
+std::optional<FileFingerprint> StateBeforeRead(const Call& call)
+{
+    if (!call.file || !DetectingConflicts())
+        return std::nullopt;
+    return TakeFingerprint(call.file);
+}
+
+// What a close of the table in `record` into `name` must find unchanged: the
+// state of the file, if the table was read from that very name (as the host
+// passed it) while conflicts were detected, and they still are.
+const FileFingerprint* StateToKeep(const HandleRecord& record, const std::string& name)
+{
+    if (!DetectingConflicts() || !record.fingerprint || record.fingerprint->file != name)
+        return nullptr;
+    return &*record.fingerprint;
+}
+
+// Makes `state` the one the handlers of this thread's close check once they
+// hold the file.
+class ClosingScope {
+public:
+    explicit ClosingScope(const FileFingerprint* state) : previous_(t_closing)
+    {
+        t_closing = state;
+    }
+    ~ClosingScope() { t_closing = previous_; }
+    ClosingScope(const ClosingScope&) = delete;
+    ClosingScope& operator=(const ClosingScope&) = delete;
+
+private:
+    const FileFingerprint* previous_;
+};
+
+// Whether `handler`, having opened its file, may go on: a handler that
+// rewrites the file a close checked looks again now that it holds the file,
+// so that a writer that slipped in after the check is caught too. Only size
+// and time: the file is held exclusively and may not be opened for the hash.
+bool StillAsRead(const CSourceParser& handler)
+{
+    return !t_closing || handler.mode == kRead || handler.sourceInMemory ||
+           handler.fileName != t_closing->file || SameSizeAndTime(*t_closing);
+}
 
 // A failed call's record for a handle that was closed already or never
 // issued.
@@ -122,6 +180,10 @@ Outcome RunHandler(CSourceParser& handler, std::unique_ptr<CAttributeList>& list
             handler.status == kNoAccess ? ResultCode::kNoAccess : ResultCode::kMissing, file);
         return outcome;
     }
+    if (!StillAsRead(handler)) {
+        outcome.diagnostic = Diagnostic::NotOpened(ResultCode::kNoAccess, file);
+        return outcome;
+    }
     if (handler.Run(list, outcome.diagnostic)) {
         outcome.diagnostic = Diagnostic();
         return outcome;
@@ -203,10 +265,13 @@ std::int32_t ReadExport(
                     request = std::move(record->list);
                 }
             }
-            if (token != 0 && !request)
+            std::optional<FileFingerprint> state;
+            if (token != 0 && !request) {
                 outcome.diagnostic = UnknownHandle(name);
-            else
+            } else {
+                state = StateBeforeRead(call);
                 outcome = read(name, request);
+            }
 
             if (!outcome.ok() || !outcome.table) {
                 if (outcome.ok())
@@ -228,8 +293,9 @@ std::int32_t ReadExport(
                 record->rows = rows;
                 record->columns = cols;
                 record->list = std::move(outcome.table);
+                record->fingerprint = std::move(state);
             } else if (call.handle) {
-                *call.handle = CreateHandle(std::move(outcome.table));
+                *call.handle = CreateHandle(std::move(outcome.table), std::move(state));
             }
             // Without a place for the handle, the table is discarded.
             SetCounts(call, rows, cols);
@@ -278,10 +344,17 @@ std::int32_t CloseExport(
                 const std::string name = TextOf(call.file);
                 if (record) {
                     std::lock_guard<std::mutex> lock(record->mutex);
-                    if (record->list)
-                        outcome = write(name, record->list);
-                    else
+                    const FileFingerprint* state = StateToKeep(*record, name);
+                    if (!record->list) {
                         outcome.diagnostic = UnknownHandle(name);
+                    } else if (state && !Unchanged(*state)) {
+                        // Somebody changed the file since the table was read:
+                        // writing would undo that change.
+                        outcome.diagnostic = Diagnostic::NotOpened(ResultCode::kNoAccess, name);
+                    } else {
+                        ClosingScope closing(state);
+                        outcome = write(name, record->list);
+                    }
                 } else {
                     outcome.diagnostic = UnknownHandle(name);
                 }
@@ -322,6 +395,14 @@ std::int32_t TableExport(std::int32_t failed, FunctionRef<std::int32_t()> body)
 const Diagnostic* LastDiagnostic()
 {
     return t_last.get();
+}
+
+bool SetOptions(std::uint32_t options)
+{
+    if ((options & ~kKnownOptions) != 0)
+        return false;
+    g_options.store(options);
+    return true;
 }
 
 }  // namespace tolvik

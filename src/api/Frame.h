@@ -6,7 +6,10 @@
 //    4096 bytes with its NUL, and kept as the thread's last diagnostic for
 //    hosts that want its parts;
 //  - handles: taken, kept or released as each kind of export does;
-//  - the overflow box: at most once per call.
+//  - the overflow box: at most once per call;
+//  - conflict detection, when the host asks for it: a read remembers the
+//    state of its file with the table, and a close that writes the table back
+//    into that file refuses when the file changed in between.
 // An export names its handler and mode and leaves the rest to the frame.
 #pragma once
 
@@ -28,6 +31,13 @@ inline constexpr std::int32_t kFalse = 0;
 
 // The longest file name the exports accept; a longer one counts as missing.
 inline constexpr std::size_t kMaxFileName = 1023;
+
+// The library's options (bits), process-wide. 0, the default, is the original
+// behaviour.
+inline constexpr std::uint32_t kDetectConflicts = 1;
+inline constexpr std::uint32_t kKnownOptions = kDetectConflicts;
+// Sets the options; false, and the options as they were, for an unknown bit.
+bool SetOptions(std::uint32_t options);
 
 // The host's arguments that the frame looks after.
 struct Call {
@@ -62,7 +72,9 @@ using HandlerFactory = FunctionRef<std::unique_ptr<CSourceParser>(const std::str
 // Runs `handler` and says what came of it: "3"/"4" with the file name when
 // the source could not be opened; "3" (no access), "5" (with
 // `wrongKindCode`, a program header of another kind) or "2" with the
-// handler's diagnostic when the run failed.
+// handler's diagnostic when the run failed; "3" with the file name when,
+// inside a close that detects conflicts, the file changed before the handler
+// took it.
 Outcome RunHandler(CSourceParser& handler, std::unique_ptr<CAttributeList>& list,
                    const std::string& file, bool wrongKindCode = false);
 // The same for a handler that `make` builds over the file `file`.
@@ -97,7 +109,9 @@ std::int32_t RequestExport(
 
 // IntpCloseUpdate<Kind> and IntpCloseWrite<Kind>: a null handle is a success
 // that touches nothing; otherwise the handle is released, whatever the
-// outcome, and `write(name, table)` runs with its table.
+// outcome, and `write(name, table)` runs with its table. With conflicts
+// detected, a table read from `name` is not written when the file changed
+// since that read: "3" with the file name, and the file stays as it is.
 std::int32_t CloseExport(
     const Call& call,
     FunctionRef<Outcome(const std::string& name, std::unique_ptr<CAttributeList>& table)> write);

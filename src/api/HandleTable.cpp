@@ -20,12 +20,14 @@ HandleTable& Table()
 
 }  // namespace
 
-std::uint32_t CreateHandle(std::unique_ptr<CAttributeList> list)
+std::uint32_t CreateHandle(std::unique_ptr<CAttributeList> list,
+                           std::optional<FileFingerprint> fingerprint)
 {
     auto record = std::make_shared<HandleRecord>();
     record->rows = list->rows;
     record->columns = list->columns;
     record->list = std::move(list);
+    record->fingerprint = std::move(fingerprint);
 
     HandleTable& table = Table();
     std::lock_guard<std::mutex> lock(table.mutex);

@@ -1,5 +1,5 @@
 // The exports that need no file handler: identification, new tables, cell
-// access, discarding a table, and the two extension settings.
+// access, discarding a table, and the extension settings.
 #include <cstring>
 
 #include "../core/AttributeList.h"
@@ -180,6 +180,13 @@ TOLVIK_API void TOLVIK_CALL TolvikSetMessageHook(TolvikMessageHook hook)
 TOLVIK_API int32_t TOLVIK_CALL TolvikSetCodePages(uint32_t oem, uint32_t ansi)
 {
     return SetCodePages(oem, ansi) ? kTrue : kFalse;
+}
+
+static_assert(TOLVIK_OPTION_DETECT_CONFLICTS == kDetectConflicts);
+
+TOLVIK_API int32_t TOLVIK_CALL TolvikSetOptions(uint32_t options)
+{
+    return SetOptions(options) ? kTrue : kFalse;
 }
 
 TOLVIK_API int32_t TOLVIK_CALL TolvikGetDiagnostic(uint32_t level, uint32_t field, uint32_t index,

@@ -1,5 +1,6 @@
 // The one seam between the library and the operating system: files with their
-// sharing rules, temporary files, replacement, code pages and the message box.
+// sharing rules, their size and age, temporary files, replacement, code pages
+// and the message box.
 // Tests install their own Platform (usually wrapping the native one) to inject
 // faults such as a failed write or a failed rename.
 #pragma once
@@ -23,6 +24,14 @@ public:
     virtual bool Sync() = 0;
 };
 
+// What Stat tells of a file.
+struct FileStat {
+    std::uint64_t size = 0;
+    // The last change of its content, in nanoseconds since 1970-01-01 UTC (as
+    // fine as the file system keeps it).
+    std::int64_t modified = 0;
+};
+
 // How an existing file is opened. Read shares the file with other readers;
 // ReadWrite holds it exclusively for as long as it stays open.
 enum class FileAccess { Read, ReadWrite };
@@ -32,6 +41,9 @@ public:
     virtual ~Platform() = default;
 
     virtual bool Exists(const std::string& name) = 0;
+    // The size and modification time of the regular file `name`; false when it
+    // is missing, not a regular file, or may not be examined.
+    virtual bool Stat(const std::string& name, FileStat& stat) = 0;
     // Null when the file is missing, may not be opened as asked, or another
     // process holds it in a conflicting way.
     virtual std::unique_ptr<PlatformFile> Open(const std::string& name, FileAccess access) = 0;
@@ -55,6 +67,14 @@ public:
     virtual void AnsiToOem(std::string& text) = 0;
     virtual void ShowMessage(const char* text, const char* caption, std::uint32_t style) = 0;
 };
+
+// Whether a file may be renamed over while it is open: POSIX allows it, Windows
+// replaces only a file that nobody holds open.
+#if defined(_WIN32)
+inline constexpr bool kReplacesOpenFiles = false;
+#else
+inline constexpr bool kReplacesOpenFiles = true;
+#endif
 
 // The platform of this build.
 Platform& NativePlatform();

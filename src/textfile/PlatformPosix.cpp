@@ -89,6 +89,21 @@ class PosixPlatform final : public Platform {
 public:
     bool Exists(const std::string& name) override { return ::access(name.c_str(), F_OK) == 0; }
 
+    bool Stat(const std::string& name, FileStat& out) override
+    {
+        struct stat st = {};
+        if (::stat(name.c_str(), &st) != 0 || !S_ISREG(st.st_mode))
+            return false;
+#if defined(__APPLE__)
+        const struct timespec& modified = st.st_mtimespec;
+#else
+        const struct timespec& modified = st.st_mtim;
+#endif
+        out.size = static_cast<std::uint64_t>(st.st_size);
+        out.modified = static_cast<std::int64_t>(modified.tv_sec) * 1000000000 + modified.tv_nsec;
+        return true;
+    }
+
     std::unique_ptr<PlatformFile> Open(const std::string& name, FileAccess access) override
     {
         const bool write = access == FileAccess::ReadWrite;
@@ -152,7 +167,10 @@ public:
         return ::link(existing.c_str(), link.c_str()) == 0;
     }
 
-    bool Remove(const std::string& name) override { return ::unlink(name.c_str()) == 0; }
+    bool Remove(const std::string& name) override
+    {
+        return ::unlink(name.c_str()) == 0;
+    }
 
     void CopyPermissions(const std::string& model, const std::string& target) override
     {

@@ -79,6 +79,22 @@ public:
         return ::GetFileAttributesA(name.c_str()) != INVALID_FILE_ATTRIBUTES;
     }
 
+    bool Stat(const std::string& name, FileStat& out) override
+    {
+        WIN32_FILE_ATTRIBUTE_DATA data;
+        if (!::GetFileAttributesExA(name.c_str(), GetFileExInfoStandard, &data) ||
+            (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY))
+            return false;
+        // FILETIME counts 100 ns since 1601-01-01 UTC.
+        constexpr std::int64_t kTicksTo1970 = 116444736000000000;
+        const std::uint64_t ticks =
+            (static_cast<std::uint64_t>(data.ftLastWriteTime.dwHighDateTime) << 32) |
+            data.ftLastWriteTime.dwLowDateTime;
+        out.size = (static_cast<std::uint64_t>(data.nFileSizeHigh) << 32) | data.nFileSizeLow;
+        out.modified = (static_cast<std::int64_t>(ticks) - kTicksTo1970) * 100;
+        return true;
+    }
+
     std::unique_ptr<PlatformFile> Open(const std::string& name, FileAccess access) override
     {
         const bool write = access == FileAccess::ReadWrite;

@@ -217,6 +217,7 @@ bool CSourceParser::EndRun(std::unique_ptr<CAttributeList>& list, Diagnostic& fo
 
 void CSourceParser::FailFinish(const std::string& concerned)
 {
+    CloseInput();
     fileOpened = false;
     status = kNoAccess;
     std::string name = concerned;
@@ -229,16 +230,21 @@ bool CSourceParser::Finish()
 {
     if (fileOpened && parseOk)
         CopyTailAfterEndOfText();
-    CloseInput();
+    // The new text is complete and on the disk before the source is let go, so
+    // that no other writer takes the source while this one still has to
+    // replace it.
     const bool written = CloseOutput();
     if (fileOpened && InputFailed()) {
         // Writing from part of the source would lose the rest.
         FailFinish(fileName);
         return false;
     }
-    if (mode == kRead || sourceInMemory)
+    if (mode == kRead || sourceInMemory) {
+        CloseInput();
         return fileOpened;
+    }
     if (!fileOpened || !parseOk) {
+        CloseInput();
         DiscardTemp();  // the source stays exactly as it was
         return fileOpened;
     }
@@ -248,6 +254,12 @@ bool CSourceParser::Finish()
     }
 
     Platform& platform = CurrentPlatform();
+    // Where a file may be replaced while it is open, the source stays held
+    // until the new file has its name: a writer that opened the old file waits
+    // for it, and one that comes later opens the new one. Windows replaces
+    // only a closed file.
+    if (!kReplacesOpenFiles)
+        CloseInput();
     platform.CopyPermissions(fileName, tempFileName);
     if (keepBackup) {
         // The backup is a second name for the old file (or a copy of it), made
@@ -258,9 +270,12 @@ bool CSourceParser::Finish()
                 FailFinish(backup);
                 return false;
             }
-            if (!platform.HardLink(fileName, backup) && !CopyFile(fileName, backup)) {
-                FailFinish(backup);
-                return false;
+            if (!platform.HardLink(fileName, backup)) {
+                CloseInput();  // the copy reads the source, which must not be held
+                if (!CopyFile(fileName, backup)) {
+                    FailFinish(backup);
+                    return false;
+                }
             }
         }
     }
@@ -285,6 +300,7 @@ bool CSourceParser::Finish()
         }
         platform.Remove(tempFileName);
     }
+    CloseInput();
     tempFileName.clear();
     return fileOpened;
 }

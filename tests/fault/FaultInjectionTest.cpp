@@ -4,7 +4,8 @@
 // cleanly (result 0, a known code naming the file) or succeeded with exactly
 // the file a clean run writes; the source and its backup are as they were, no
 // temporary file is left, and the handle is gone or kept as that export
-// leaves it on failure.
+// leaves it on failure. The same platform seam lets another writer get in at
+// the worst moment of a close that detects conflicts.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -12,6 +13,7 @@
 #include <functional>
 #include <new>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "../capi/CapiSupport.h"
@@ -57,6 +59,10 @@ public:
     std::string failedCall;  // what failed, once something did
 
     bool Exists(const std::string& n) override { return native_.Exists(n); }
+    bool Stat(const std::string& n, FileStat& s) override
+    {
+        return !Fails("stat") && native_.Stat(n, s);
+    }
     std::unique_ptr<PlatformFile> Open(const std::string& n, FileAccess a) override
     {
         return Fails("open") ? nullptr : Wrap(native_.Open(n, a));
@@ -279,6 +285,21 @@ const std::vector<Case>& Cases()
              std::strcpy(err, "1024");
              return IntpCloseWriteProfileFile(f.c_str(), &h, err);
          }},
+        {"profile write, conflicts detected", "PLANT.INI", Handle::kConsumed,
+         [](const std::string& f) {
+             TolvikSetOptions(TOLVIK_OPTION_DETECT_CONFLICTS);
+             const std::uint32_t h = Edited(
+                 [&](auto... a) { return IntpOpenReadProfileFile(f.c_str(), a...); }, 2, 2, "COM4");
+             TolvikSetOptions(0);
+             return h;
+         },
+         [](const std::string& f, std::uint32_t& h, char* err) {
+             std::strcpy(err, "1024");
+             TolvikSetOptions(TOLVIK_OPTION_DETECT_CONFLICTS);
+             const std::int32_t result = IntpCloseWriteProfileFile(f.c_str(), &h, err);
+             TolvikSetOptions(0);
+             return result;
+         }},
         {"declaration insert", "PLANTVAR.dpe", Handle::kNone, nullptr,
          [](const std::string& f, std::uint32_t&, char* err) {
              return IntpInsertDecl(f.c_str(), "Variables", "I SPARE = 1 ; new", err);
@@ -396,6 +417,84 @@ INSTANTIATE_TEST_SUITE_P(EveryHandler, FaultInjection,
                                             ::testing::Values(Fault::kPlatform,
                                                               Fault::kAllocation)),
                          CaseName);
+
+// Lets another writer get in at the worst moments of a close.
+class InterleavingPlatform : public FailingPlatform {
+public:
+    // Before the close's handler takes the file.
+    std::function<void()> beforeUpdate;
+    // Before the new file takes the file's name.
+    std::function<void()> beforeRename;
+
+    std::unique_ptr<PlatformFile> Open(const std::string& n, FileAccess a) override
+    {
+        if (a == FileAccess::ReadWrite && beforeUpdate)
+            std::exchange(beforeUpdate, nullptr)();
+        return FailingPlatform::Open(n, a);
+    }
+    bool Rename(const std::string& f, const std::string& t) override
+    {
+        if (beforeRename)
+            std::exchange(beforeRename, nullptr)();
+        return FailingPlatform::Rename(f, t);
+    }
+};
+
+// A writer that gets in after the close found the file as its table was
+// read, but before the close's handler holds the file: the handler looks
+// again, and the close writes nothing.
+TEST(ConflictDetection, AWriterBetweenTheCheckAndTheWriteIsCaught)
+{
+    TempFolder dir(TempFolder::kCurrent);
+    const std::string original = Example("PLANT.INI");
+    const std::string theirs = original + "[Valves]\nPort = \"COM9\"\n";
+    const std::string path = dir.Write("PLANT.INI", original);
+    ASSERT_EQ(TolvikSetOptions(TOLVIK_OPTION_DETECT_CONFLICTS), -1);
+    std::uint32_t handle = Edited(
+        [&](auto... a) { return IntpOpenReadProfileFile(path.c_str(), a...); }, 2, 2, "COM4");
+    ASSERT_NE(handle, 0u);
+
+    InterleavingPlatform platform;
+    platform.beforeUpdate = [&] { dir.Write("PLANT.INI", theirs); };
+    Platform* previous = SetPlatform(&platform);
+    char err[4096] = "1024";
+    const std::int32_t result = IntpCloseWriteProfileFile(path.c_str(), &handle, err);
+    SetPlatform(previous == &NativePlatform() ? nullptr : previous);
+    TolvikSetOptions(0);
+
+    EXPECT_FALSE(platform.beforeUpdate);  // the close did take the file
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(std::string(err), Record("3|" + path + "||||"));
+    EXPECT_EQ(dir.Read("PLANT.INI"), theirs);
+    EXPECT_EQ(dir.Files(), std::vector<std::string>{"PLANT.INI"});
+    EXPECT_EQ(handle, 0u);
+}
+
+// Where the platform allows it, a close holds the old file until the new one
+// has its name: a writer that opens the old file then is kept out, instead of
+// writing from the old text over the new file a moment later.
+TEST(ConcurrentWriters, TheOldFileIsHeldUntilItIsReplaced)
+{
+    TempFolder dir(TempFolder::kCurrent);
+    const std::string path = dir.Write("PLANT.INI", Example("PLANT.INI"));
+    std::uint32_t handle = Edited(
+        [&](auto... a) { return IntpOpenReadProfileFile(path.c_str(), a...); }, 2, 2, "COM4");
+    ASSERT_NE(handle, 0u);
+
+    InterleavingPlatform platform;
+    bool otherWriterGotIn = false;
+    platform.beforeRename = [&] {
+        otherWriterGotIn = NativePlatform().Open(path, FileAccess::ReadWrite) != nullptr;
+    };
+    Platform* previous = SetPlatform(&platform);
+    char err[4096] = "1024";
+    const std::int32_t result = IntpCloseWriteProfileFile(path.c_str(), &handle, err);
+    SetPlatform(previous == &NativePlatform() ? nullptr : previous);
+
+    EXPECT_EQ(result, -1) << err;
+    EXPECT_FALSE(platform.beforeRename);  // the close did replace the file
+    EXPECT_EQ(otherWriterGotIn, !kReplacesOpenFiles);
+}
 
 }  // namespace
 }  // namespace tolvik::test

@@ -261,6 +261,7 @@ public:
     Platform& native = NativePlatform();
 
     bool Exists(const std::string& n) override { return native.Exists(n); }
+    bool Stat(const std::string& n, FileStat& s) override { return native.Stat(n, s); }
     std::unique_ptr<PlatformFile> Open(const std::string& n, FileAccess a) override
     {
         return native.Open(n, a);

@@ -158,7 +158,13 @@ void PrintJson(std::ostream& out, const Grid& grid)
         }
         out << ']';
     }
-    out << (grid.rows.empty() ? "]}\n" : "\n]}\n");
+    out << (grid.rows.empty() ? "]" : "\n]");
+    if (const auto& state = grid.fingerprint) {
+        out << ",\n\"fingerprint\": {\"file\": " << JsonString(state->file)
+            << ", \"size\": " << state->size << ", \"mtime\": " << JsonString(state->mtime)
+            << ", \"hash\": " << JsonString(state->hash) << '}';
+    }
+    out << "}\n";
 }
 
 std::string JsonString(const std::string& bytes)
@@ -205,6 +211,19 @@ Grid ParseJson(const std::string& text)
                 throw BadTable(where + ": a cell is a string or null");
         }
         grid.rows.push_back(std::move(cells));
+    }
+    if (doc.contains("fingerprint")) {
+        const nlohmann::json& state = doc["fingerprint"];
+        if (!state.is_object() || !state.contains("file") || !state["file"].is_string() ||
+            !state.contains("size") || !state["size"].is_number_unsigned() ||
+            !state.contains("mtime") || !state["mtime"].is_string() || !state.contains("hash") ||
+            !state["hash"].is_string())
+            throw BadTable(
+                "\"fingerprint\" must be an object with \"file\", \"size\", \"mtime\" and "
+                "\"hash\"");
+        grid.fingerprint = Fingerprint{
+            Utf8ToBytes(state["file"].get<std::string>()), state["size"].get<std::uint64_t>(),
+            state["mtime"].get<std::string>(), state["hash"].get<std::string>()};
     }
     return grid;
 }

@@ -4,7 +4,9 @@
 // JSON: {"columns": N, "rows": [[cell, ...], ...]} with null for an empty cell
 // and "\b" for the deletion mark. Cells are bytes: each byte is written as the
 // character with that code (U+0000 to U+00FF), so any file content survives a
-// round trip unchanged.
+// round trip unchanged. A table read from a file also carries
+// "fingerprint": {"file": name, "size": N, "mtime": text, "hash": text}, the
+// state of the file as it was read.
 #pragma once
 
 #include <iosfwd>
@@ -12,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "Fingerprint.h"
 #include "tolvik32.hpp"
 
 namespace tool {
@@ -22,6 +25,8 @@ using Cell = std::optional<std::string>;
 struct Grid {
     std::size_t columns = 0;
     std::vector<std::vector<Cell>> rows;
+    // The state of the file the table was read from, when it came with one.
+    std::optional<Fingerprint> fingerprint;
 };
 
 Grid CopyOut(const tolvik32::Table& table);

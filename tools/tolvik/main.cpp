@@ -1,8 +1,9 @@
 // tolvik: reads and edits the source files of a controller project from the
 // command line, through the library's C interface (tolvik32.hpp).
 //
-// Exit status: 0 success, 1 a file missing or not accessible, 2 a file's
-// content is wrong (or the library refused to write it back), 64 usage.
+// Exit status: 0 success, 1 a file missing or not accessible (or changed since
+// the table that apply would write into it was read), 2 a file's content is
+// wrong (or the library refused to write it back), 64 usage.
 #include <CLI/CLI.hpp>
 #include <cctype>
 #include <fstream>
@@ -261,8 +262,8 @@ int main(int argc, char** argv)
     CLI::App app{"Reads and edits the source files of a controller project."};
     app.require_subcommand(1);
     app.footer(
-        "Exit status: 0 success, 1 file missing or not accessible, 2 file content error, "
-        "64 usage error.");
+        "Exit status: 0 success, 1 file missing, not accessible or changed since its table was "
+        "read, 2 file content error, 64 usage error.");
     std::string kinds;
     for (const tool::Kind& kind : tool::Kinds())
         kinds += "\n  " + kind.name +
@@ -284,7 +285,9 @@ int main(int argc, char** argv)
 
     // tolvik apply KIND FILE TABLE.json
     std::string tablePath;
-    CLI::App* apply = app.add_subcommand("apply", "Write a table (JSON from read --json) back");
+    CLI::App* apply = app.add_subcommand(
+        "apply",
+        "Write a table (JSON from read --json) back; refused when the file changed since the read");
     apply->add_option("KIND", kindName, "File kind")
         ->required()
         ->check(CLI::IsMember(tool::KindNames()));
@@ -393,7 +396,14 @@ int main(int argc, char** argv)
             return Check(checkPaths, checkJson);
         } else if (*read) {
             const tool::Kind& kind = KindOf(kindName, options);
-            Print(tool::CopyOut(kind.read(file, options)), kind, options, format);
+            // Taken before the read: a change that lands in between makes apply
+            // refuse, never the other way round.
+            std::optional<tool::Fingerprint> state;
+            if (format.json)
+                state = tool::TakeFingerprint(file);
+            tool::Grid grid = tool::CopyOut(kind.read(file, options));
+            grid.fingerprint = std::move(state);
+            Print(grid, kind, options, format);
         } else if (*apply) {
             const tool::Kind& kind = KindOf(kindName, options);
             tool::Grid grid;
@@ -402,6 +412,15 @@ int main(int argc, char** argv)
             } catch (const tool::BadTable& bad) {
                 std::cerr << "tolvik: " << tablePath << ": " << bad.what() << '\n';
                 return kExitContent;
+            }
+            // A table read from this file must find it as it was read: writing
+            // it over a newer file would undo what was changed since.
+            if (grid.fingerprint && tool::IsOf(*grid.fingerprint, file) &&
+                !tool::StillMatches(*grid.fingerprint, file)) {
+                std::cerr << "tolvik: " << file
+                          << ": changed since the table was read; nothing written (read it "
+                             "again)\n";
+                return kExitMissing;
             }
             kind.apply(file, tool::CopyIn(grid), options);
         } else if (*headerSet) {
