@@ -131,7 +131,7 @@ public:
         for (;;) {
             if (blockPos_ >= block_.size() && !Fill())
                 return !failed_;
-            sink(std::string_view(block_).substr(blockPos_));
+            sink(block_.substr(blockPos_));
             blockPos_ = block_.size();
         }
     }
@@ -177,12 +177,14 @@ private:
         if (!file_)
             return false;
         blockStart_ += block_.size();
-        block_.resize(kBlockSize);
+        // Made once and never zero-filled: a small file costs no 64 KiB clear.
+        if (!buffer_)
+            buffer_ = std::make_unique_for_overwrite<char[]>(kBlockSize);
         blockPos_ = 0;
-        std::ptrdiff_t got = file_->Read(block_.data(), block_.size());
+        std::ptrdiff_t got = file_->Read(buffer_.get(), kBlockSize);
         if (got < 0)
             failed_ = true;
-        block_.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+        block_ = std::string_view(buffer_.get(), got > 0 ? static_cast<std::size_t>(got) : 0);
         return !block_.empty();
     }
 
@@ -193,7 +195,7 @@ private:
                 failed_ = true;
             return false;
         }
-        block_.clear();
+        block_ = {};
         blockPos_ = 0;
         blockStart_ = offset;
         return true;
@@ -204,7 +206,8 @@ private:
     bool inMemory_ = false;
     std::unique_ptr<PlatformFile> file_;
     bool textMode_ = true;
-    std::string block_;
+    std::unique_ptr<char[]> buffer_;
+    std::string_view block_;  // the bytes of buffer_ read last
     std::size_t blockPos_ = 0;
     std::uint64_t blockStart_ = 0;
     bool ended_ = false;
