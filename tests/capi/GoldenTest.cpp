@@ -332,6 +332,7 @@ Outcome Read(const Kind& kind, const std::string& path, const Request& request,
     outcome.result = kind.read(path, request, handle, rows, cols, err);
     outcome.ok = outcome.result != 0;
     outcome.record = ShowRecord(err);
+    EXPECT_TRUE(outcome.ok || handle == 0) << "a failed read left a handle";
     if (handle) {
         outcome.table = DumpTable(handle, rows, cols);
         IntpCloseRead(&handle);
@@ -410,7 +411,7 @@ TEST_P(Golden, Case)
     if (edit || Get(request, "readback") == "no")
         return;
 
-    // What was written reads back, and writing that again changes nothing.
+    // What was written reads back, and writing that settles on one text.
     const Outcome again = Read(kind, path, request, query);
     ASSERT_TRUE(again.ok) << again.record;
     if (updating_) {
