@@ -50,4 +50,19 @@ TEST_F(SectionExports, VariablesByNamesInMemoryAndTheRecordsOfFailures)
     EXPECT_FALSE(folder.Exists("sections.txt.none"));
 }
 
+// Past a full table the call shows its one box, and a later string never takes
+// the place of the last row kept.
+TEST_F(SectionExports, StringsPastAFullTableKeepTheRowsThatFit)
+{
+    std::string text = "{Strings\n";
+    for (int i = 0; i < 20002; ++i)
+        text += "  $ S" + std::to_string(i) + " = \"v" + std::to_string(i) + "\"\n";
+    std::string file = File(text + "}\n");
+    ShownBoxes shown;
+    ASSERT_EQ(IntpOpenReadTextStrings(file.data(), &handle, &rows, &cols, none, none, err), -1);
+    EXPECT_EQ(rows, 20000);
+    EXPECT_EQ(Cell(19999, 0) + "=" + Cell(19999, 3), "S19999=v19999");
+    EXPECT_EQ(ShownBoxes::List().size(), 1u);
+}
+
 }  // namespace
