@@ -72,17 +72,6 @@ TEST(ParserBase, InMemoryMessageStartsWithSeparatorOnly)
               "3\x1a");
 }
 
-TEST(ParserBase, SuccessfulReadHandsOverTheTable)
-{
-    bool ok = false;
-    std::string message;
-    auto list = ReadWords("one two\n; comment\nthree", true, &ok, &message);
-    ASSERT_TRUE(ok);
-    ASSERT_NE(list, nullptr);
-    EXPECT_EQ(list->rows, 3u);
-    EXPECT_EQ(*list->GetAttribute(2, 0), "three");
-}
-
 struct BackupCase {
     const char* name;
     const char* backup;
@@ -348,6 +337,24 @@ TEST(ExportFrameTest, RecordsForMissingLockedAndBadFiles)
     EXPECT_EQ(CloseFrame(good.c_str(), &handle, err), -1);
     EXPECT_STREQ(err, "0\x1a\x1a\x1a\x1a\x1a");
     EXPECT_EQ(dir.Read("good.txt"), "a b\nc\n");
+}
+
+// Section and name patterns: "*" any run, "+" a run of at least one, "?" one
+// character, case ignored (Windows-1252 letters too), "[" only itself.
+TEST(StringOps, WildcardsMatchAsTheTableSays)
+{
+    using Case = std::pair<const char*, std::string>;  // pattern, name
+    for (const auto& [pattern, name] :
+         {Case{"*", ""}, Case{"*", "[odd]"}, Case{"SEC*", "section1"}, Case{"s*n*1", "section1"},
+          Case{"SEC+", "SECT"}, Case{"a?c", "abc"}, Case{"abc", "ABC"}, Case{"**", ""},
+          Case{"\xe4*", "\xc4x"}})
+        EXPECT_TRUE(WildcardMatches(pattern, name)) << pattern << " ~ " << name;
+    for (const auto& [pattern, name] :
+         {Case{"*1", "section12"}, Case{"+", ""}, Case{"SEC+", "SEC"}, Case{"+ION", "ION"},
+          Case{"?", ""}, Case{"a?c", "ac"}, Case{"abc", "abcd"}, Case{"[abc]", "[abc]"},
+          Case{"*[", "x["}, Case{"a*[", "a"}, Case{"*?*", ""}, Case{"", "a"},
+          Case{"A*B*C", "AXXBXX"}, Case{"*a*a*a*a*a*a*a*b", std::string(200, 'a')}})
+        EXPECT_FALSE(WildcardMatches(pattern, name)) << pattern << " ~ " << name;
 }
 
 TEST(StringOps, SharedHelpers)
