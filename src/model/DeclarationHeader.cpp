@@ -333,39 +333,6 @@ bool CDeclarationHeaderParser::ParseSimpleAttribute(int attribute)
     return true;
 }
 
-bool CDeclarationHeaderParser::ParseName()
-{
-    return ParseSimpleAttribute(kName);
-}
-bool CDeclarationHeaderParser::ParseLineNumber()
-{
-    return ParseSimpleAttribute(kLineNumber);
-}
-bool CDeclarationHeaderParser::ParsePla()
-{
-    return ParseSimpleAttribute(kPla);
-}
-bool CDeclarationHeaderParser::ParseEla()
-{
-    return ParseSimpleAttribute(kEla);
-}
-bool CDeclarationHeaderParser::ParsePriority()
-{
-    return ParseSimpleAttribute(kPriority);
-}
-bool CDeclarationHeaderParser::ParseBuffer()
-{
-    return ParseSimpleAttribute(kBuffer);
-}
-bool CDeclarationHeaderParser::ParsePages()
-{
-    return ParseSimpleAttribute(kPages);
-}
-bool CDeclarationHeaderParser::ParseBlockSize()
-{
-    return ParseSimpleAttribute(kBlockSize);
-}
-
 bool CDeclarationHeaderParser::ParseCycle()
 {
     if (tokenKind != kWord || AttributeNamed(tokenText) != kCycle) {

@@ -57,17 +57,10 @@ public:
     bool ParseBlockPackage();
     bool ParseTextPackage();
 
-    // The attribute parsers, called with the attribute's keyword (or "/") as
-    // the current token; each leaves the token after the attribute current.
-    bool ParseName();
-    bool ParseLineNumber();  // LN, TLN, VLN
-    bool ParsePla();
-    bool ParseEla();
-    bool ParsePriority();
+    // The attribute parsers that are more than one keyword and its value,
+    // called with the attribute's keyword (or "/") as the current token; each
+    // leaves the token after the attribute current.
     bool ParseCycle();
-    bool ParseBuffer();
-    bool ParsePages();
-    bool ParseBlockSize();
     bool ParseDefaults();  // the DEF_L/DEF_X/DEF_I/DEF_R chain
     bool ParseOption();
 

@@ -124,20 +124,6 @@ std::string LooseSpelling(std::string_view text)
     return result;
 }
 
-std::string CSectionRowsParser::FrameSection(std::string_view embedded, std::string_view word,
-                                             std::string_view frame)
-{
-    const std::string_view firstLine = embedded.substr(0, embedded.find('\n'));
-    const std::size_t at = firstLine.find_first_not_of(" \t\v\f\r");
-    if (at != std::string_view::npos && firstLine[at] == '{' &&
-        ToUpper(firstLine).find(ToUpper(word)) != std::string::npos)
-        return std::string(embedded);
-    std::string text(frame);
-    text += embedded;
-    text += "\n}";
-    return text;
-}
-
 CSectionRowsParser::CSectionRowsParser(std::string_view source, bool sourceInMemory,
                                        std::string_view startName, std::string_view endName,
                                        int mode)

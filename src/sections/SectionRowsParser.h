@@ -38,27 +38,6 @@ public:
 
     bool Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found) final;
 
-    // Runs a handler of kind `Parser` over `text` in memory with empty names:
-    // read mode fills `table`, write mode renders `table` into `rendered`.
-    template <class Parser>
-    static bool RunSectionText(const std::string& text, int mode,
-                               std::unique_ptr<CAttributeList>& table, std::string* rendered,
-                               std::string& errorText)
-    {
-        Parser parser(text, true, "", "", mode);
-        Diagnostic found;
-        const bool ok = parser.Run(table, found);
-        errorText = found.MessageText();
-        if (rendered)
-            *rendered = ok ? parser.outputText : std::string();
-        return ok;
-    }
-
-    // `embedded` as it stands when its first line is a section header holding
-    // `word`; otherwise `frame` + embedded + "\n}".
-    static std::string FrameSection(std::string_view embedded, std::string_view word,
-                                    std::string_view frame);
-
     // The decimal number at the start of `text`, as atol reads it on the host (a
     // value beyond 32 bits is clamped).
     static long ParseLong(std::string_view text);

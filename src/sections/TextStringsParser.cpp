@@ -115,23 +115,4 @@ std::unique_ptr<CSectionRowsParser> CTextStringsParser::MakeReader(const std::st
     return std::make_unique<CTextStringsParser>(text, true, "", "", kRead);
 }
 
-std::string WrapTextStub(std::string_view embedded)
-{
-    return CSectionRowsParser::FrameSection(embedded, "Strings", "{Strings\n");
-}
-
-bool ReadTextStub(std::string_view embedded, std::unique_ptr<CAttributeList>& table,
-                  std::string& errorText)
-{
-    return CSectionRowsParser::RunSectionText<CTextStringsParser>(WrapTextStub(embedded), kRead,
-                                                                  table, nullptr, errorText);
-}
-
-bool RenderTextStub(std::unique_ptr<CAttributeList>& table, std::string& text,
-                    std::string& errorText)
-{
-    return CSectionRowsParser::RunSectionText<CTextStringsParser>("{Strings\n}", kWrite, table,
-                                                                  &text, errorText);
-}
-
 }  // namespace tolvik

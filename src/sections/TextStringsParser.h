@@ -40,20 +40,4 @@ private:
     std::int64_t index_ = 0;
 };
 
-// The text a text stub is read from. The stored form of a stub, which begins
-// with its "{Strings" line, is read as it stands; a bare embedded text is
-// framed as "{Strings\n" + text + "\n}".
-std::string WrapTextStub(std::string_view embedded);
-
-// Reads a text stub's embedded text into a new table. On failure `table` is
-// null and `errorText` holds the message (a 0x1A, the expected items, the
-// token and the line number, each ended by 0x1A).
-bool ReadTextStub(std::string_view embedded, std::unique_ptr<CAttributeList>& table,
-                  std::string& errorText);
-
-// Renders `table` as a text stub's new text, "{Strings\n" + rows + "}\n" in
-// the OEM code page. False (and `text` empty) when a row would not read back.
-bool RenderTextStub(std::unique_ptr<CAttributeList>& table, std::string& text,
-                    std::string& errorText);
-
 }  // namespace tolvik

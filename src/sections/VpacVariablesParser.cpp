@@ -136,23 +136,4 @@ std::unique_ptr<CSectionRowsParser> CVpacVariablesParser::MakeReader(const std::
     return std::make_unique<CVpacVariablesParser>(text, true, "", "", kRead);
 }
 
-std::string WrapVpacStub(std::string_view embedded)
-{
-    return CSectionRowsParser::FrameSection(embedded, "Variables", "{ Variables \n");
-}
-
-bool ReadVpacStub(std::string_view embedded, std::unique_ptr<CAttributeList>& table,
-                  std::string& errorText)
-{
-    return CSectionRowsParser::RunSectionText<CVpacVariablesParser>(WrapVpacStub(embedded), kRead,
-                                                                    table, nullptr, errorText);
-}
-
-bool RenderVpacStub(std::unique_ptr<CAttributeList>& table, std::string& text,
-                    std::string& errorText)
-{
-    return CSectionRowsParser::RunSectionText<CVpacVariablesParser>("{Variables\n}", kWrite, table,
-                                                                    &text, errorText);
-}
-
 }  // namespace tolvik

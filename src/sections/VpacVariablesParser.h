@@ -44,18 +44,4 @@ private:
     std::int64_t address_ = 0;
 };
 
-// The text a VPAC stub is read from. The stored form of a stub, which begins
-// with its "{Variables" line, is read as it stands; a bare embedded text is
-// framed as "{ Variables \n" + text + "\n}".
-std::string WrapVpacStub(std::string_view embedded);
-
-// Reads a VPAC stub's embedded text into a new table (see ReadTextStub).
-bool ReadVpacStub(std::string_view embedded, std::unique_ptr<CAttributeList>& table,
-                  std::string& errorText);
-
-// Renders `table` as a VPAC stub's new text, "{Variables\n" + rows + "}\n" in
-// the OEM code page. False (and `text` empty) when a row would not read back.
-bool RenderVpacStub(std::unique_ptr<CAttributeList>& table, std::string& text,
-                    std::string& errorText);
-
 }  // namespace tolvik

@@ -291,22 +291,6 @@ CSourceFile::~CSourceFile()
     DiscardTemp();
 }
 
-int CSourceFile::Access(const std::string& name, int how)
-{
-    Platform& platform = CurrentPlatform();
-    switch (how) {
-        case 0:
-            return platform.Exists(name) ? 0 : -1;
-        case 2:
-        case 6:
-            return platform.Open(name, FileAccess::ReadWrite) ? 0 : -1;
-        case 4:
-            return platform.Open(name, FileAccess::Read) ? 0 : -1;
-        default:
-            return -1;
-    }
-}
-
 void CSourceFile::ApplyConversion(std::string& line) const
 {
     if (!noConversion)
@@ -364,29 +348,6 @@ bool CSourceFile::LineContains(std::string_view word1, std::string_view word2)
     upperWord2_ = ToUpper(word2);
     return upperLine_.find(upperWord1_) != std::string::npos &&
            (word2.empty() || upperLine_.find(upperWord2_) != std::string::npos);
-}
-
-void CSourceFile::PassOver()
-{
-    CopyCurrentLine();
-    ReadLine();
-}
-
-bool CSourceFile::SkipToLineContaining(std::string_view word1, std::string_view word2)
-{
-    while (!LineContains(word1, word2)) {
-        if (endOfInput)
-            return false;
-        PassOver();
-    }
-    return true;
-}
-
-bool CSourceFile::SkipToLine(int number)
-{
-    while (lineNumber < number && !endOfInput)
-        PassOver();
-    return !endOfInput;
 }
 
 bool CSourceFile::SkipToPosition(std::uint64_t position)
@@ -591,20 +552,6 @@ bool CopyFile(const std::string& from, const std::string& to)
             return false;
     }
     return out->Sync();
-}
-
-bool MoveFile(const std::string& from, const std::string& to)
-{
-    Platform& platform = CurrentPlatform();
-    if (platform.Rename(from, to))
-        return true;
-    // Across file systems a rename is not possible: copy, then remove.
-    return CopyFile(from, to) && platform.Remove(from);
-}
-
-bool RemoveFile(const std::string& name)
-{
-    return CurrentPlatform().Remove(name);
 }
 
 }  // namespace tolvik

@@ -41,10 +41,6 @@ public:
     CSourceFile(const CSourceFile&) = delete;
     CSourceFile& operator=(const CSourceFile&) = delete;
 
-    // 0 when `name` may be used as asked (0 exists, 2 write, 4 read, 6 read and
-    // write), else -1.
-    static int Access(const std::string& name, int how);
-
     bool IsOpen() const { return fileOpened; }
     // Reading the source failed somewhere: what was read is only part of it.
     bool InputFailed() const;
@@ -58,10 +54,9 @@ public:
     const std::string& RestOfLine();
     // The current line holds `word1` and (when given) `word2`, case ignored.
     bool LineContains(std::string_view word1, std::string_view word2 = {});
-    // Passing over: in update and write mode each line passed over is copied to
-    // the output (while copyThrough is set). True when input remains.
-    bool SkipToLineContaining(std::string_view word1, std::string_view word2 = {});
-    bool SkipToLine(int number);
+    // Passes over the lines before `position`: in update and write mode each
+    // is copied to the output (while copyThrough is set). True when input
+    // remains.
     bool SkipToPosition(std::uint64_t position);
     // Copies every line after the current one to the output.
     void CopyRest();
@@ -134,7 +129,6 @@ private:
     class Input;
     // Reads the opened file's first line.
     void OpenInput(std::unique_ptr<PlatformFile> file);
-    void PassOver();
     void NoteWritten(std::string_view text);
     void ApplyConversion(std::string& line) const;
 
@@ -147,9 +141,7 @@ private:
     std::string upperWord2_;
 };
 
-// Whole-file helpers. Each reports success.
+// Copies a whole file; reports success.
 bool CopyFile(const std::string& from, const std::string& to);
-bool MoveFile(const std::string& from, const std::string& to);
-bool RemoveFile(const std::string& name);
 
 }  // namespace tolvik

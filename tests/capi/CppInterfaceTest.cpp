@@ -156,21 +156,4 @@ TEST(CppError, AFailedCallThrowsTheDecodedRecordAndAWriteBackConsumesTheTable)
     EXPECT_EQ(IntpCloseRead(&stale), 0);  // already released by the close
 }
 
-TEST(CppModel, ReadEditAndUpdateAModelFile)
-{
-    const std::filesystem::path file =
-        std::filesystem::temp_directory_path() / "tolvik-cpp-interface.MDL";
-    std::ofstream(file, std::ios::binary) << "{ TASK\nPUMP.tse\n}\n";
-    Table model = tolvik32::ReadModel(file.string());
-    ASSERT_EQ(model.Rows(), 1u);
-    EXPECT_EQ(model.Get(0, 0), "PUMP.tse");
-    EXPECT_EQ(model.Get(0, 3), "");
-    model.Set(0, 3, "feed pump");
-    tolvik32::UpdateModel(file.string(), std::move(model));
-    EXPECT_EQ(tolvik32::ReadModel(file.string()).Get(0, 3), "feed pump");
-    std::filesystem::remove(file);
-    std::filesystem::path backup = file;
-    std::filesystem::remove(backup.replace_extension(".BAK"));
-}
-
 }  // namespace

@@ -45,31 +45,6 @@ TEST_F(EmbeddedExports, InsertedTextReadsBackWithCrLfAndItsLengthPlusOne)
     EXPECT_STREQ(err, "untouched");  // success writes no record
 }
 
-TEST_F(EmbeddedExports, ReplaceRequestPutsTheNewTextWhereTheOldWas)
-{
-    WriteFile(
-        "TASK T\n; EmbeddPoint STUBS\nA\n; EmbeddedFileStart \"DOC\"\nold\n"
-        "; EmbeddedFileEnd \"DOC\"\nB\n");
-    EXPECT_EQ(Insert("DOC", "new\r\n", "2"), -1);
-    EXPECT_EQ(Error(), Record("0|||||"));
-    EXPECT_EQ(ReadFile(),
-              "TASK T\n; EmbeddPoint STUBS\nA\n; EmbeddedFileStart  \"DOC\"\nnew\n"
-              "; EmbeddedFileEnd  \"DOC\"\nB\n");
-    int32_t result = 0;
-    EXPECT_EQ(ReadOut("DOC", &result), "new\r\n");
-}
-
-TEST_F(EmbeddedExports, InsertOfAnExistingNameWithoutReplaceChangesNothing)
-{
-    const std::string original =
-        "; EmbeddPoint STUBS\n; EmbeddedFileStart \"DOC\"\nold\n"
-        "; EmbeddedFileEnd \"DOC\"\n";
-    WriteFile(original);
-    EXPECT_EQ(Insert("DOC", "new", "1"), -1);
-    EXPECT_EQ(Error(), Record("0|||||"));
-    EXPECT_EQ(ReadFile(), original);
-}
-
 TEST_F(EmbeddedExports, InsertWithoutEmbeddingPointFails)
 {
     WriteFile("TASK T\nBEGIN\n");

@@ -27,50 +27,6 @@ protected:
     }
 };
 
-TEST_F(HeaderExports, ReadAndUpdateADeclaration)
-{
-    const std::string file = folder.Write("PUMP.TSE",
-                                          "; pump control\n; second line\n{ TASK  NAME = Pump1\n"
-                                          "  PRI = 5  CYCLE = 20 MS\n  LN = 12 /NOLOAD\n}\nbody\n");
-    ASSERT_EQ(Open(file), -1);
-    EXPECT_EQ(Error(), Record("0|||||"));
-    EXPECT_EQ(rows, 1);
-    EXPECT_EQ(cols, 15);
-    EXPECT_EQ(Cell(0, 0), "1");
-    EXPECT_EQ(Cell(0, 1), "Pump1");
-    EXPECT_EQ(Cell(0, 2), "/NOLOAD");
-    EXPECT_EQ(Cell(0, 7), "20 MS");
-    EXPECT_EQ(Cell(0, 8), "5");
-    EXPECT_EQ(Cell(0, 6), "...");
-
-    ChangePriorityAndRemoveLoadOption();
-    Set(0, 6, "3");  // a task has no pages: refused, the file stays
-    EXPECT_EQ(Close(file), 0);
-    EXPECT_EQ(handle, 0u);
-    EXPECT_EQ(Error(),
-              Record("2|" + file +
-                     "|NAME, LN, TLN, PRI, CYCLE, PLA, ELA, $BUF, /, Comment|Pages|3|||||"));
-
-    ASSERT_EQ(Open(file), -1);
-    ChangePriorityAndRemoveLoadOption();
-    ASSERT_EQ(Close(file), -1);
-    EXPECT_EQ(handle, 0u);
-    EXPECT_EQ(Error(), Record("0|||||"));
-    EXPECT_EQ(folder.Read("PUMP.TSE"),
-              "; pump control\n; second line\n{ TASK\n  Name = Pump1\n"
-              "  PRI = 7  Cycle = 20 MS\n  /NOLOAD\n}\nbody\n");
-}
-
-TEST_F(HeaderExports, SyntaxErrorGivesTokenAndLine)
-{
-    const std::string file = folder.Write("BAD.TSE", "{ TASK\n  PRI 5\n}\n");
-    EXPECT_EQ(Open(file), 0);
-    EXPECT_EQ(handle, 0u);
-    EXPECT_EQ(rows, 0);
-    EXPECT_EQ(cols, 0);
-    EXPECT_EQ(Error(), Record("2|" + file + "|=|5|2|||||"));
-}
-
 TEST_F(HeaderExports, CompiledModuleOfUnknownTypeGivesCode5)
 {
     std::string bytes(40, '\0');

@@ -32,22 +32,6 @@ TEST_F(ProfileExports, SelectionWithoutRequestTableIsRefusedAtOnce)
     EXPECT_EQ(cols, 77);
 }
 
-TEST_F(ProfileExports, ListingWithoutHandleReadsEverySection)
-{
-    const std::string file =
-        folder.Write("p.ini", "[Main] ; note\r\nName = Pump1\r\n[Other]\r\nX=1\r\n");
-    EXPECT_EQ(Open(file, "1024"), 6);
-    EXPECT_EQ(Error(), Record("0|||||"));
-    ASSERT_NE(handle, 0u);
-    EXPECT_EQ(rows, 4);
-    EXPECT_EQ(cols, 4);
-    EXPECT_EQ(Cell(0, 0), "S");
-    EXPECT_EQ(Cell(0, 3), "note");
-    EXPECT_EQ(Cell(1, 2), "Pump1");
-    EXPECT_EQ(Cell(1, 3), "...");
-    EXPECT_EQ(Cell(3, 1), "X");
-}
-
 TEST_F(ProfileExports, SelectionFillsTheRequestTablesHandle)
 {
     const std::string file =
@@ -103,24 +87,6 @@ TEST_F(ProfileExports, CloseOnAMissingFileFailsAndConsumesTheHandle)
     EXPECT_EQ(Error(), Record("4|" + missing + "||||"));
     EXPECT_EQ(handle, 0u);
     EXPECT_FALSE(folder.Exists("absent.ini"));
-}
-
-TEST_F(ProfileExports, ReadChangeWriteGivesTheFileOfTheTable)
-{
-    // Comment lines on their own line are not in a listing, so not in the file.
-    const std::string file =
-        folder.Write("p.ini", "; header\n[Main]\nName = Pump1 ; first\n; own line\nSpeed = 3\n");
-    ASSERT_NE(Open(file, "1024"), 0);
-    Set(1, 2, "Pump 2");
-    Set(2, 3, "in rpm");
-    EXPECT_EQ(Close(file), -1);
-    EXPECT_EQ(Error(), Record("0|||||"));
-    EXPECT_EQ(handle, 0u);
-    EXPECT_EQ(folder.Read("p.ini"), "[Main]\nName = \"Pump 2\" ; first\nSpeed = \"3\" ; in rpm\n");
-
-    ASSERT_NE(Open(file, "1024"), 0);
-    EXPECT_EQ(Cell(1, 2), "Pump 2");
-    EXPECT_EQ(Cell(2, 3), "in rpm");
 }
 
 TEST_F(ProfileExports, TwoHostsWritingTheirOwnTablesLeaveTheSecondTableOnly)

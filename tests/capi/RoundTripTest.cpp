@@ -35,41 +35,19 @@ struct Kind {
 
 const fs::path kData = TOLVIK_TEST_DATA;
 
-// Files of `folder` with the extension `ext`, skipping those that have a
-// sibling with the extension `unless`.
-std::vector<std::pair<std::string, std::string>> FilesIn(const std::string& folder,
-                                                         const std::string& ext,
-                                                         const std::string& unless = "")
+// The input of each golden case of `kind`; with `readable`, only those that
+// read without an error.
+std::vector<std::pair<std::string, std::string>> Inputs(const std::string& kind,
+                                                        bool readable = false)
 {
     std::vector<std::pair<std::string, std::string>> files;
-    std::error_code error;
-    for (const auto& entry : fs::directory_iterator(kData / folder, error)) {
+    for (const auto& entry : fs::directory_iterator(kData / kind)) {
         const fs::path& path = entry.path();
-        if (entry.is_regular_file() && path.extension() == ext &&
-            (unless.empty() || !fs::exists(fs::path(path).replace_extension(unless))))
-            files.emplace_back(path.filename().string(), ReadBytes(path));
-        for (const char* input : {"input", "input.ini"})
-            if (entry.is_directory() && ext.empty() && fs::exists(path / input))
-                files.emplace_back(path.filename().string(), ReadBytes(path / input));
+        if (entry.is_directory() && fs::exists(path / "input") &&
+            !(readable && fs::exists(path / "read.err")))
+            files.emplace_back(path.filename().string(), ReadBytes(path / "input"));
     }
     return files;
-}
-
-// The "=== source" part of each header case.
-std::vector<std::pair<std::string, std::string>> HeaderSources()
-{
-    std::vector<std::pair<std::string, std::string>> sources;
-    for (auto& [name, text] : FilesIn("header", ".case")) {
-        const std::string mark = "=== source\n";
-        std::size_t start = text.find(mark);
-        if (start == std::string::npos)
-            continue;
-        start += mark.size();
-        std::size_t end = text.find("\n=== ", start - 1);
-        sources.emplace_back(name, text.substr(start, end == std::string::npos ? std::string::npos
-                                                                               : end + 1 - start));
-    }
-    return sources;
 }
 
 // A kind of sections read and written whole: no start or end name, no flags.
@@ -78,7 +56,7 @@ Kind WholeSections(const char* name, const char* fileName,
                                               char*),
                    int32_t(TOLVIK_CALL* close)(char*, uint32_t*, char*, char*, char*))
 {
-    auto files = [folder = std::string(name)] { return FilesIn(folder, ""); };
+    auto files = [folder = std::string(name)] { return Inputs(folder); };
     return {name,
             fileName,
             [open](char* f, uint32_t* h, uint16_t* r, uint16_t* c, char* e) {
@@ -92,14 +70,6 @@ Kind WholeSections(const char* name, const char* fileName,
             },
             files,
             true};
-}
-
-std::vector<std::pair<std::string, std::string>> ProfileInputs()
-{
-    auto files = FilesIn("profile/read", "");
-    auto more = FilesIn("profile/write", "");
-    files.insert(files.end(), more.begin(), more.end());
-    return files;
 }
 
 // A profile read as a selection: a column for every parameter name the file
@@ -129,7 +99,7 @@ Kind ProfileSelection()
                   std::strcpy(e, "0");
                   return IntpCloseWriteProfileFile(f, h, e);
               },
-              ProfileInputs};
+              [] { return Inputs("profile"); }};
     kind.prepare = [names](char* file) {
         names->clear();
         uint32_t handle = 0;
@@ -159,12 +129,13 @@ std::vector<Kind> Kinds()
 {
     return {
         {"mdl-update", "PLANT.MDL", IntpOpenReadMDLFile, IntpCloseUpdateMDLFile,
-         [] { return FilesIn("mdl", ".mdl", ".err"); }, true},
+         [] { return Inputs("mdl", true); }, true},
         {"mdl-write", "PLANT.MDL", IntpOpenReadMDLFile, IntpCloseWriteMDLFile,
-         [] { return FilesIn("mdl", ".mdl", ".err"); }, true},
-        {"header", "MODULE.tse", IntpOpenReadVORLHead, IntpCloseUpdateVORLHead, HeaderSources},
+         [] { return Inputs("mdl", true); }, true},
+        {"header", "MODULE.tse", IntpOpenReadVORLHead, IntpCloseUpdateVORLHead,
+         [] { return Inputs("header"); }},
         {"bpac", "VALUES.bpe", IntpOpenReadBPACValues, IntpCloseUpdateBPACValues,
-         [] { return FilesIn("bpac", ".in"); }, true, true},
+         [] { return Inputs("bpac"); }, true, true},
         WholeSections("strings", "TEXTS.txe", IntpOpenReadTextStrings, IntpCloseWriteTextStrings),
         WholeSections("vars", "VARS.dpe", IntpOpenReadVpacVariables, IntpCloseWriteVpacVariables),
         {"profile-listing", "SETUP.ini",
@@ -176,7 +147,7 @@ std::vector<Kind> Kinds()
              std::strcpy(e, "1024");  // the write takes the shape of the read
              return IntpCloseWriteProfileFile(f, h, e);
          },
-         ProfileInputs},
+         [] { return Inputs("profile"); }},
         ProfileSelection(),
     };
 }

@@ -15,26 +15,6 @@ protected:
     char none[1] = "";
 };
 
-TEST_F(SectionExports, TextStringsReadEditedAndWrittenBack)
-{
-    std::strcpy(err, "0");
-    std::string file = File("; strings\n{Strings\n  $ A = \"on\"\n  $ B[2]\n}\n; end\n");
-    ASSERT_EQ(IntpOpenReadTextStrings(file.data(), &handle, &rows, &cols, none, none, err), -1);
-    EXPECT_EQ(Error(), Record("0|||||"));
-    EXPECT_EQ(rows * 100 + cols, 205);
-    EXPECT_EQ(Cell(1, 0) + "," + Cell(1, 1) + "," + Cell(0, 3), "B( 2 ),1,on");
-
-    char value[] = "off";
-    uint16_t row = 0;
-    uint16_t col = 3;
-    EXPECT_EQ(IntpSetAttrValue(&handle, &row, &col, value), -1);
-    EXPECT_EQ(IntpCloseWriteTextStrings(file.data(), &handle, none, none, err), -1);
-    EXPECT_EQ(Error(), Record("0|||||"));
-    EXPECT_EQ(handle, 0u);
-    EXPECT_EQ(FileText(),
-              "; strings\n{Strings\n  $ A               = \"off\"\n  $ B( 2 )\n}\n; end\n");
-}
-
 TEST_F(SectionExports, VariablesByNamesInMemoryAndTheRecordsOfFailures)
 {
     std::string text = "{ Variables\n  R A\n  I B = 1,2\n}\n";
@@ -68,6 +48,21 @@ TEST_F(SectionExports, VariablesByNamesInMemoryAndTheRecordsOfFailures)
     EXPECT_EQ(Error(), Record("4|" + missing + "||||"));
     EXPECT_EQ(handle, 0u);
     EXPECT_FALSE(folder.Exists("sections.txt.none"));
+}
+
+// Past a full table the call shows its one box, and a later string never takes
+// the place of the last row kept.
+TEST_F(SectionExports, StringsPastAFullTableKeepTheRowsThatFit)
+{
+    std::string text = "{Strings\n";
+    for (int i = 0; i < 20002; ++i)
+        text += "  $ S" + std::to_string(i) + " = \"v" + std::to_string(i) + "\"\n";
+    std::string file = File(text + "}\n");
+    ShownBoxes shown;
+    ASSERT_EQ(IntpOpenReadTextStrings(file.data(), &handle, &rows, &cols, none, none, err), -1);
+    EXPECT_EQ(rows, 20000);
+    EXPECT_EQ(Cell(19999, 0) + "=" + Cell(19999, 3), "S19999=v19999");
+    EXPECT_EQ(ShownBoxes::List().size(), 1u);
 }
 
 }  // namespace

@@ -28,42 +28,6 @@ const char kTask[] =
     "; EmbeddedFileEnd  \"LOCALS\"\n"
     "BEGIN\n";
 
-TEST_F(StubExports, ReadChangeCloseAndReadAgain)
-{
-    WriteFile(kTask);
-    ASSERT_EQ(Open("locals"), -1);
-    EXPECT_EQ(Error(), Record("0|||||"));
-    EXPECT_EQ(rows, 2);
-    EXPECT_EQ(cols, 4);
-    EXPECT_EQ(Cell(0, 1), "COUNT");
-    EXPECT_EQ(Cell(0, 3), "loop counter");
-    Set(0, 2, "5");
-    Set(1, 2, "...");  // removes FLAG
-    Set(2, 0, "L");    // a new row
-    Set(2, 1, "DONE");
-    Set(2, 2, "0");
-    ASSERT_EQ(IntpCloseUpdateTaskStub(file.c_str(), &handle, "LOCALS", err), -1);
-    EXPECT_EQ(handle, 0u);
-    EXPECT_EQ(Error(), Record("0|||||"));
-    EXPECT_EQ(ReadFile(),
-              "TASK MAIN\n"
-              "; EmbeddPoint\n"
-              "; EmbeddedFileStart  \"LOCALS\"\n"
-              "; counters\n"
-              "  R COUNT           = 5     ; loop counter\n"
-              "  L DONE            = 0\n"
-              "; EmbeddedFileEnd  \"LOCALS\"\n"
-              "BEGIN\n");
-
-    ASSERT_EQ(Open("LOCALS"), -1);
-    EXPECT_EQ(rows, 2);
-    EXPECT_EQ(Cell(1, 1), "DONE");
-    // Closing the unchanged table stores the same text.
-    const std::string before = ReadFile();
-    ASSERT_EQ(IntpCloseUpdateTaskStub(file.c_str(), &handle, "LOCALS", err), -1);
-    EXPECT_EQ(ReadFile(), before);
-}
-
 TEST_F(StubExports, SyntaxErrorNamesStubFileAndLineOfTheSection)
 {
     WriteFile("; EmbeddedFileStart \"S\"\nR A = 1\nR B = 2, 3\n; EmbeddedFileEnd \"S\"\n");

@@ -72,149 +72,6 @@ TEST(ParserBase, InMemoryMessageStartsWithSeparatorOnly)
               "3\x1a");
 }
 
-TEST(ParserBase, SuccessfulReadHandsOverTheTable)
-{
-    bool ok = false;
-    std::string message;
-    auto list = ReadWords("one two\n; comment\nthree", true, &ok, &message);
-    ASSERT_TRUE(ok);
-    ASSERT_NE(list, nullptr);
-    EXPECT_EQ(list->rows, 3u);
-    EXPECT_EQ(*list->GetAttribute(2, 0), "three");
-}
-
-// An attribute handler in update mode over an in-memory source.
-class AttributeParser : public CSourceParser {
-public:
-    explicit AttributeParser(CAttributeList& table) : CSourceParser("x\n", true, kUpdate, false)
-    {
-        attributes = &table;
-    }
-    bool Run(std::unique_ptr<CAttributeList>&, Diagnostic&) override { return true; }
-};
-
-class AttributeStore : public ::testing::Test {
-protected:
-    void SetUp() override
-    {
-        table.columns = kAttributeColumns;
-        table.AddAttributes(kAttributeColumns, nullptr);
-        table.rows = 1;
-    }
-    void Set(int column, const char* text) { table.SetAttribute(column, text); }
-    CAttributeList table;
-};
-
-TEST_F(AttributeStore, EmptyCellKeepsTheFilesValue)
-{
-    AttributeParser parser(table);
-    parser.StoreAttribute(8, "3");
-    EXPECT_EQ(parser.outputText, "  PRI = 3");
-    EXPECT_TRUE(parser.attributeEmitted);
-}
-
-TEST_F(AttributeStore, NewValueIsWrittenOnceThenMarkedWritten)
-{
-    Set(6, "4");
-    AttributeParser parser(table);
-    parser.StoreAttribute(6, "2");
-    EXPECT_EQ(parser.outputText, "  Pages = 4");
-    EXPECT_EQ(*table.GetAttribute(0, 6), kEmptyCell);
-    parser.FlushRemaining();
-    EXPECT_EQ(parser.outputText, "  Pages = 4");
-}
-
-TEST_F(AttributeStore, DeleteMarkDropsTheAttribute)
-{
-    Set(5, kDeleteMark);
-    AttributeParser parser(table);
-    parser.StoreAttribute(5, "100");
-    parser.FlushRemaining();
-    EXPECT_EQ(parser.outputText, "");
-}
-
-TEST_F(AttributeStore, SecondNewValueOnALineWaitsForFlushRemaining)
-{
-    Set(3, "10");
-    Set(4, "20");
-    Set(2, "/FAST");
-    AttributeParser parser(table);
-    parser.StoreAttribute(3, "1");
-    parser.StoreAttribute(4, "2");
-    EXPECT_EQ(parser.outputText, "  PLA = 10");
-    parser.StoreAttribute(-1, "\n");
-    parser.FlushRemaining();
-    EXPECT_EQ(parser.outputText, "  PLA = 10\n  /FAST\n  ELA = 20\n");
-}
-
-TEST_F(AttributeStore, ColumnsOutsideTheTableAreIgnored)
-{
-    AttributeParser parser(table);
-    parser.StoreAttribute(15, "x");
-    parser.StoreAttribute(-2, "x");
-    EXPECT_FALSE(parser.FlushAttribute(0));
-    EXPECT_EQ(parser.outputText, "");
-}
-
-TEST(ParserBase, ExpectEndOfLineAndSlashWord)
-{
-    struct Probe : CSourceParser {
-        Probe(const char* text) : CSourceParser(text, true, kRead, false)
-        {
-            SetClass("/", kPunctuatorChar);
-            SetClass(";", kCommentChar);
-        }
-        bool Run(std::unique_ptr<CAttributeList>&, Diagnostic&) override { return true; }
-    };
-    Probe good("/FAST ; note\nNEXT");
-    std::string option, comment;
-    good.GetToken();
-    EXPECT_TRUE(good.ExpectSlashWord(option));
-    EXPECT_EQ(option, "/FAST");
-    EXPECT_TRUE(good.ExpectEndOfLine(&comment, 0));
-    EXPECT_EQ(comment, "note");
-    EXPECT_EQ(good.tokenText, "NEXT");  // the next line's first token is current
-
-    Probe rebuilt("; note\n");
-    rebuilt.GetToken();
-    EXPECT_TRUE(rebuilt.ExpectEndOfLine(&comment, 1));
-    EXPECT_EQ(comment, " ; note\n");
-
-    Probe bad("/ / ;c");
-    bad.GetToken();
-    EXPECT_FALSE(bad.ExpectSlashWord(option));
-    bad.GetToken();
-    EXPECT_FALSE(bad.ExpectEndOfLine(&comment, 2));
-    EXPECT_EQ(bad.diagnostic.MessageText(), "\x1aIDENTIFIER\x1aNEWLINE\x1a");
-    EXPECT_FALSE(bad.parseOk);
-}
-
-TEST(ParserBase, UpdateCopiesThroughByteForByte)
-{
-    SetCodePages(850, 1252);
-    TempDir dir;
-    // CR LF line ends, OEM bytes in the first and later lines, tabs, a lone CR,
-    // a last line without line end, and bytes after an end-of-text byte.
-    const std::string content =
-        "\x81 first\tline\r\n\tsecond \x94\r\n\r\nlone\rcr\r\nlast\x1a\x00tail"s;
-    const std::string name = dir.Write("copy.txt", content);
-    EXPECT_TRUE(UpdateWords(name, {}));
-    EXPECT_EQ(dir.Read("copy.txt"), content);
-    EXPECT_EQ(dir.Read("copy.BAK"), content);
-    SetCodePages(0, 0);
-}
-
-TEST(ParserBase, RewrittenLinesFollowTheSourceLineEnds)
-{
-    TempDir dir;
-    const std::string crlf = dir.Write("crlf.txt", "a\r\nb\r\nc\r\n");
-    const std::string lf = dir.Write("lf.txt", "a\nb\nc\n");
-    EXPECT_TRUE(UpdateWords(crlf, {"\x1a", "B"}));
-    EXPECT_TRUE(UpdateWords(lf, {"\x1a", "B"}));
-    EXPECT_EQ(dir.Read("crlf.txt"), "a\r\nB\r\nc\r\n");
-    EXPECT_EQ(dir.Read("lf.txt"), "a\nB\nc\n");
-}
-
 struct BackupCase {
     const char* name;
     const char* backup;
@@ -481,6 +338,24 @@ TEST(ExportFrameTest, RecordsForMissingLockedAndBadFiles)
     EXPECT_EQ(CloseFrame(good.c_str(), &handle, err), -1);
     EXPECT_STREQ(err, "0\x1a\x1a\x1a\x1a\x1a");
     EXPECT_EQ(dir.Read("good.txt"), "a b\nc\n");
+}
+
+// Section and name patterns: "*" any run, "+" a run of at least one, "?" one
+// character, case ignored (Windows-1252 letters too), "[" only itself.
+TEST(StringOps, WildcardsMatchAsTheTableSays)
+{
+    using Case = std::pair<const char*, std::string>;  // pattern, name
+    for (const auto& [pattern, name] :
+         {Case{"*", ""}, Case{"*", "[odd]"}, Case{"SEC*", "section1"}, Case{"s*n*1", "section1"},
+          Case{"SEC+", "SECT"}, Case{"a?c", "abc"}, Case{"abc", "ABC"}, Case{"**", ""},
+          Case{"\xe4*", "\xc4x"}})
+        EXPECT_TRUE(WildcardMatches(pattern, name)) << pattern << " ~ " << name;
+    for (const auto& [pattern, name] :
+         {Case{"*1", "section12"}, Case{"+", ""}, Case{"SEC+", "SEC"}, Case{"+ION", "ION"},
+          Case{"?", ""}, Case{"a?c", "ac"}, Case{"abc", "abcd"}, Case{"[abc]", "[abc]"},
+          Case{"*[", "x["}, Case{"a*[", "a"}, Case{"*?*", ""}, Case{"", "a"},
+          Case{"A*B*C", "AXXBXX"}, Case{"*a*a*a*a*a*a*a*b", std::string(200, 'a')}})
+        EXPECT_FALSE(WildcardMatches(pattern, name)) << pattern << " ~ " << name;
 }
 
 TEST(StringOps, SharedHelpers)
