@@ -16,11 +16,7 @@ namespace {
 constexpr std::size_t kBound = 4096;
 constexpr unsigned char kCanary = 0xCC;
 
-struct Export {
-    const char* name;
-    // Calls the export with `file`, `text` for its other names, and `err`.
-    std::function<std::int32_t(const char* file, const char* text, char* err)> call;
-};
+using Call = std::function<std::int32_t(const char* file, const char* text, char* err)>;
 
 std::uint32_t NewTable()
 {
@@ -35,106 +31,103 @@ char* Mutable(const char* text)
     return const_cast<char*>(text);
 }
 
+// The shapes the exports come in.
+using OpenFn = std::int32_t(TOLVIK_CALL*)(const char*, std::uint32_t*, std::uint16_t*,
+                                          std::uint16_t*, char*);
+using CloseFn = std::int32_t(TOLVIK_CALL*)(const char*, std::uint32_t*, char*);
+using StubOpenFn = std::int32_t(TOLVIK_CALL*)(const char*, std::uint32_t*, std::uint16_t*,
+                                              std::uint16_t*, const char*, char*);
+using StubCloseFn = std::int32_t(TOLVIK_CALL*)(const char*, std::uint32_t*, const char*, char*);
+using SectionOpenFn = std::int32_t(TOLVIK_CALL*)(char*, std::uint32_t*, std::uint16_t*,
+                                                 std::uint16_t*, char*, char*, char*);
+using SectionCloseFn = std::int32_t(TOLVIK_CALL*)(char*, std::uint32_t*, char*, char*, char*);
+using DeclFn = std::int32_t(TOLVIK_CALL*)(const char*, const char*, const char*, char*);
+
+Call Of(OpenFn f)
+{
+    return [f](const char* file, const char*, char* err) {
+        std::uint32_t h = 0;
+        std::uint16_t r, c;
+        return f(file, &h, &r, &c, err);
+    };
+}
+Call Of(CloseFn f)
+{
+    return [f](const char* file, const char*, char* err) {
+        std::uint32_t h = NewTable();
+        return f(file, &h, err);
+    };
+}
+Call Of(StubOpenFn f)
+{
+    return [f](const char* file, const char* text, char* err) {
+        std::uint32_t h = 0;
+        std::uint16_t r, c;
+        return f(file, &h, &r, &c, text, err);
+    };
+}
+Call Of(StubCloseFn f)
+{
+    return [f](const char* file, const char* text, char* err) {
+        std::uint32_t h = NewTable();
+        return f(file, &h, text, err);
+    };
+}
+Call Of(SectionOpenFn f)
+{
+    return [f](const char* file, const char* text, char* err) {
+        std::uint32_t h = 0;
+        std::uint16_t r, c;
+        return f(Mutable(file), &h, &r, &c, Mutable(text), Mutable(text), err);
+    };
+}
+Call Of(SectionCloseFn f)
+{
+    return [f](const char* file, const char* text, char* err) {
+        std::uint32_t h = NewTable();
+        return f(Mutable(file), &h, Mutable(text), Mutable(text), err);
+    };
+}
+Call Of(DeclFn f)
+{
+    return [f](const char* file, const char* text, char* err) { return f(file, text, text, err); };
+}
+
+struct Export {
+    const char* name;
+    // Calls the export with `file`, `text` for its other names, and `err`.
+    Call call;
+};
+
+#define TOLVIK_EXPORT_CASE(name) \
+    Export                       \
+    {                            \
+#name, Of(name)          \
+    }
+
 const std::vector<Export>& Exports()
 {
     static const std::vector<Export> exports = {
-        {"IntpOpenReadMDLFile",
-         [](const char* f, const char*, char* e) {
-             std::uint32_t h = 0;
-             std::uint16_t r, c;
-             return IntpOpenReadMDLFile(f, &h, &r, &c, e);
-         }},
-        {"IntpCloseUpdateMDLFile",
-         [](const char* f, const char*, char* e) {
-             std::uint32_t h = NewTable();
-             return IntpCloseUpdateMDLFile(f, &h, e);
-         }},
-        {"IntpCloseWriteMDLFile",
-         [](const char* f, const char*, char* e) {
-             std::uint32_t h = NewTable();
-             return IntpCloseWriteMDLFile(f, &h, e);
-         }},
-        {"IntpOpenReadVORLHead",
-         [](const char* f, const char*, char* e) {
-             std::uint32_t h = 0;
-             std::uint16_t r, c;
-             return IntpOpenReadVORLHead(f, &h, &r, &c, e);
-         }},
-        {"IntpCloseUpdateVORLHead",
-         [](const char* f, const char*, char* e) {
-             std::uint32_t h = NewTable();
-             return IntpCloseUpdateVORLHead(f, &h, e);
-         }},
-        {"IntpOpenReadBPACValues",
-         [](const char* f, const char*, char* e) {
-             std::uint32_t h = 0;
-             std::uint16_t r, c;
-             return IntpOpenReadBPACValues(f, &h, &r, &c, e);
-         }},
-        {"IntpCloseUpdateBPACValues",
-         [](const char* f, const char*, char* e) {
-             std::uint32_t h = NewTable();
-             return IntpCloseUpdateBPACValues(f, &h, e);
-         }},
-        {"IntpOpenReadTextStrings",
-         [](const char* f, const char* t, char* e) {
-             std::uint32_t h = 0;
-             std::uint16_t r, c;
-             return IntpOpenReadTextStrings(Mutable(f), &h, &r, &c, Mutable(t), Mutable(t), e);
-         }},
-        {"IntpCloseWriteTextStrings",
-         [](const char* f, const char* t, char* e) {
-             std::uint32_t h = NewTable();
-             return IntpCloseWriteTextStrings(Mutable(f), &h, Mutable(t), Mutable(t), e);
-         }},
-        {"IntpOpenReadVpacVariables",
-         [](const char* f, const char* t, char* e) {
-             std::uint32_t h = 0;
-             std::uint16_t r, c;
-             return IntpOpenReadVpacVariables(Mutable(f), &h, &r, &c, Mutable(t), Mutable(t), e);
-         }},
-        {"IntpCloseWriteVpacVariables",
-         [](const char* f, const char* t, char* e) {
-             std::uint32_t h = NewTable();
-             return IntpCloseWriteVpacVariables(Mutable(f), &h, Mutable(t), Mutable(t), e);
-         }},
-        {"IntpOpenReadTaskStub",
-         [](const char* f, const char* t, char* e) {
-             std::uint32_t h = 0;
-             std::uint16_t r, c;
-             return IntpOpenReadTaskStub(f, &h, &r, &c, t, e);
-         }},
-        {"IntpCloseUpdateTaskStub",
-         [](const char* f, const char* t, char* e) {
-             std::uint32_t h = NewTable();
-             return IntpCloseUpdateTaskStub(f, &h, t, e);
-         }},
-        {"IntpOpenReadVpacStub",
-         [](const char* f, const char* t, char* e) {
-             std::uint32_t h = 0;
-             std::uint16_t r, c;
-             return IntpOpenReadVpacStub(f, &h, &r, &c, t, e);
-         }},
-        {"IntpCloseWriteVpacStub",
-         [](const char* f, const char* t, char* e) {
-             std::uint32_t h = NewTable();
-             return IntpCloseWriteVpacStub(f, &h, t, e);
-         }},
-        {"IntpOpenReadTextStub",
-         [](const char* f, const char* t, char* e) {
-             std::uint32_t h = 0;
-             std::uint16_t r, c;
-             return IntpOpenReadTextStub(f, &h, &r, &c, t, e);
-         }},
-        {"IntpCloseWriteTextStub",
-         [](const char* f, const char* t, char* e) {
-             std::uint32_t h = NewTable();
-             return IntpCloseWriteTextStub(f, &h, t, e);
-         }},
-        {"IntpInsertDecl",
-         [](const char* f, const char* t, char* e) { return IntpInsertDecl(f, t, t, e); }},
-        {"IntpRemoveDecl",
-         [](const char* f, const char* t, char* e) { return IntpRemoveDecl(f, t, t, e); }},
+        TOLVIK_EXPORT_CASE(IntpOpenReadMDLFile),
+        TOLVIK_EXPORT_CASE(IntpCloseUpdateMDLFile),
+        TOLVIK_EXPORT_CASE(IntpCloseWriteMDLFile),
+        TOLVIK_EXPORT_CASE(IntpOpenReadVORLHead),
+        TOLVIK_EXPORT_CASE(IntpCloseUpdateVORLHead),
+        TOLVIK_EXPORT_CASE(IntpOpenReadBPACValues),
+        TOLVIK_EXPORT_CASE(IntpCloseUpdateBPACValues),
+        TOLVIK_EXPORT_CASE(IntpOpenReadTextStrings),
+        TOLVIK_EXPORT_CASE(IntpCloseWriteTextStrings),
+        TOLVIK_EXPORT_CASE(IntpOpenReadVpacVariables),
+        TOLVIK_EXPORT_CASE(IntpCloseWriteVpacVariables),
+        TOLVIK_EXPORT_CASE(IntpOpenReadTaskStub),
+        TOLVIK_EXPORT_CASE(IntpCloseUpdateTaskStub),
+        TOLVIK_EXPORT_CASE(IntpOpenReadVpacStub),
+        TOLVIK_EXPORT_CASE(IntpCloseWriteVpacStub),
+        TOLVIK_EXPORT_CASE(IntpOpenReadTextStub),
+        TOLVIK_EXPORT_CASE(IntpCloseWriteTextStub),
+        TOLVIK_EXPORT_CASE(IntpInsertDecl),
+        TOLVIK_EXPORT_CASE(IntpRemoveDecl),
+        TOLVIK_EXPORT_CASE(IntpCloseWriteProfileFile),
         {"IntpInsertEmbeddedFile", [](const char* f, const char* t,
                                       char* e) { return IntpInsertEmbeddedFile(f, t, t, t, e); }},
         {"IntpOpenReadEmbeddedFile",
@@ -148,13 +141,8 @@ const std::vector<Export>& Exports()
          [](const char* f, const char*, char* e) {
              std::uint32_t h = 0;
              std::uint16_t r, c;
-             std::strcpy(e, "1024");
+             std::strcpy(e, "1024");  // a listing: no request table needed
              return IntpOpenReadProfileFile(f, &h, &r, &c, e);
-         }},
-        {"IntpCloseWriteProfileFile",
-         [](const char* f, const char*, char* e) {
-             std::uint32_t h = NewTable();
-             return IntpCloseWriteProfileFile(f, &h, e);
          }},
     };
     return exports;

@@ -174,89 +174,108 @@ char* Text(const char* text)
     return const_cast<char*>(text);
 }
 
+using OpenFn = std::int32_t(TOLVIK_CALL*)(const char*, std::uint32_t*, std::uint16_t*,
+                                          std::uint16_t*, char*);
+using CloseFn = std::int32_t(TOLVIK_CALL*)(const char*, std::uint32_t*, char*);
+
+// A read of the whole file by `open`, as a call and as the table a close takes.
+auto Reading(OpenFn open)
+{
+    return [open](const std::string& f, std::uint32_t& h, char* err) {
+        std::uint16_t r, c;
+        std::strcpy(err, "1024");  // a profile read lists the file
+        return open(f.c_str(), &h, &r, &c, err);
+    };
+}
+auto EditedBy(OpenFn open, std::uint16_t row, std::uint16_t col, const char* value)
+{
+    return [=](const std::string& f) {
+        return Edited([&](auto... a) { return open(f.c_str(), a...); }, row, col, value);
+    };
+}
+auto Closing(CloseFn close)
+{
+    return [close](const std::string& f, std::uint32_t& h, char* err) {
+        std::strcpy(err, "1024");  // a profile write of a listing
+        return close(f.c_str(), &h, err);
+    };
+}
+// A section of a file read or written whole (empty region names).
+template <class Open>
+auto SectionEditedBy(Open open, std::uint16_t row, std::uint16_t col, const char* value)
+{
+    return [=](const std::string& f) {
+        return Edited(
+            [&](auto h, auto r, auto c, char* err) {
+                return open(Text(f.c_str()), h, r, c, Text(""), Text(""), err);
+            },
+            row, col, value);
+    };
+}
+template <class Close>
+auto SectionClosing(Close close)
+{
+    return [close](const std::string& f, std::uint32_t& h, char* err) {
+        return close(Text(f.c_str()), &h, Text(""), Text(""), err);
+    };
+}
+// The stub `stub`, read or edited and written back by `close`.
+template <class Open>
+auto StubEditedBy(Open open, const char* stub, std::uint16_t row, std::uint16_t col,
+                  const char* value)
+{
+    return [=](const std::string& f) {
+        return Edited(
+            [&](auto h, auto r, auto c, char* err) { return open(f.c_str(), h, r, c, stub, err); },
+            row, col, value);
+    };
+}
+template <class Close>
+auto StubClosing(Close close, const char* stub)
+{
+    return [=](const std::string& f, std::uint32_t& h, char* err) {
+        return close(f.c_str(), &h, stub, err);
+    };
+}
+// `call` with conflict detection on.
+template <class Call>
+auto Detecting(Call call)
+{
+    return [call](auto&&... a) {
+        TolvikSetOptions(TOLVIK_OPTION_DETECT_CONFLICTS);
+        const auto result = call(a...);
+        TolvikSetOptions(0);
+        return result;
+    };
+}
+
 const std::vector<Case>& Cases()
 {
     static const std::vector<Case> cases = {
-        {"model read", "PLANT.MDL", Handle::kOpened, nullptr,
-         [](const std::string& f, std::uint32_t& h, char* err) {
-             std::uint16_t r, c;
-             return IntpOpenReadMDLFile(f.c_str(), &h, &r, &c, err);
-         }},
+        {"model read", "PLANT.MDL", Handle::kOpened, nullptr, Reading(IntpOpenReadMDLFile)},
         {"model update", "PLANT.MDL", Handle::kConsumed,
-         [](const std::string& f) {
-             return Edited([&](auto... a) { return IntpOpenReadMDLFile(f.c_str(), a...); }, 0, 3,
-                           "new comment");
-         },
-         [](const std::string& f, std::uint32_t& h, char* err) {
-             return IntpCloseUpdateMDLFile(f.c_str(), &h, err);
-         }},
-        {"header update", "PUMP.tse", Handle::kConsumed,
-         [](const std::string& f) {
-             return Edited([&](auto... a) { return IntpOpenReadVORLHead(f.c_str(), a...); }, 0, 8,
-                           "7");
-         },
-         [](const std::string& f, std::uint32_t& h, char* err) {
-             return IntpCloseUpdateVORLHead(f.c_str(), &h, err);
-         }},
+         EditedBy(IntpOpenReadMDLFile, 0, 3, "new comment"), Closing(IntpCloseUpdateMDLFile)},
+        {"header update", "PUMP.tse", Handle::kConsumed, EditedBy(IntpOpenReadVORLHead, 0, 8, "7"),
+         Closing(IntpCloseUpdateVORLHead)},
         {"values update", "RECIPE.dpe", Handle::kConsumed,
-         [](const std::string& f) {
-             return Edited([&](auto... a) { return IntpOpenReadBPACValues(f.c_str(), a...); }, 2, 1,
-                           "501");
-         },
-         [](const std::string& f, std::uint32_t& h, char* err) {
-             return IntpCloseUpdateBPACValues(f.c_str(), &h, err);
-         }},
+         EditedBy(IntpOpenReadBPACValues, 2, 1, "501"), Closing(IntpCloseUpdateBPACValues)},
         {"strings write", "MESSAGES.txe", Handle::kConsumed,
-         [](const std::string& f) {
-             return Edited(
-                 [&](auto h, auto r, auto c, char* err) {
-                     return IntpOpenReadTextStrings(Text(f.c_str()), h, r, c, Text(""), Text(""),
-                                                    err);
-                 },
-                 0, 3, "Line is ready");
-         },
-         [](const std::string& f, std::uint32_t& h, char* err) {
-             return IntpCloseWriteTextStrings(Text(f.c_str()), &h, Text(""), Text(""), err);
-         }},
+         SectionEditedBy(IntpOpenReadTextStrings, 0, 3, "Line is ready"),
+         SectionClosing(IntpCloseWriteTextStrings)},
         {"variables write", "PLANTVAR.dpe", Handle::kConsumed,
-         [](const std::string& f) {
-             return Edited(
-                 [&](auto h, auto r, auto c, char* err) {
-                     return IntpOpenReadVpacVariables(Text(f.c_str()), h, r, c, Text(""), Text(""),
-                                                      err);
-                 },
-                 1, 3, "250");
-         },
-         [](const std::string& f, std::uint32_t& h, char* err) {
-             return IntpCloseWriteVpacVariables(Text(f.c_str()), &h, Text(""), Text(""), err);
-         }},
+         SectionEditedBy(IntpOpenReadVpacVariables, 1, 3, "250"),
+         SectionClosing(IntpCloseWriteVpacVariables)},
         {"task stub read", "PUMP.tse", Handle::kOpened, nullptr,
          [](const std::string& f, std::uint32_t& h, char* err) {
              std::uint16_t r, c;
              return IntpOpenReadTaskStub(f.c_str(), &h, &r, &c, "PumpLocals", err);
          }},
         {"task stub update", "PUMP.tse", Handle::kConsumed,
-         [](const std::string& f) {
-             return Edited(
-                 [&](auto h, auto r, auto c, char* err) {
-                     return IntpOpenReadTaskStub(f.c_str(), h, r, c, "PumpLocals", err);
-                 },
-                 0, 2, "5");
-         },
-         [](const std::string& f, std::uint32_t& h, char* err) {
-             return IntpCloseUpdateTaskStub(f.c_str(), &h, "PumpLocals", err);
-         }},
+         StubEditedBy(IntpOpenReadTaskStub, "PumpLocals", 0, 2, "5"),
+         StubClosing(IntpCloseUpdateTaskStub, "PumpLocals")},
         {"text stub write", "PUMP.tse", Handle::kConsumed,
-         [](const std::string& f) {
-             return Edited(
-                 [&](auto h, auto r, auto c, char* err) {
-                     return IntpOpenReadTextStub(f.c_str(), h, r, c, "PumpTexts", err);
-                 },
-                 0, 3, "Pump on");
-         },
-         [](const std::string& f, std::uint32_t& h, char* err) {
-             return IntpCloseWriteTextStub(f.c_str(), &h, "PumpTexts", err);
-         }},
+         StubEditedBy(IntpOpenReadTextStub, "PumpTexts", 0, 3, "Pump on"),
+         StubClosing(IntpCloseWriteTextStub, "PumpTexts")},
         {"embedded replace", "PUMP.tse", Handle::kNone, nullptr,
          [](const std::string& f, std::uint32_t&, char* err) {
              std::strcpy(err, "2");
@@ -270,36 +289,12 @@ const std::vector<Case>& Cases()
          [](const std::string& f, std::uint32_t&, char* err) {
              return IntpRemoveEmbeddedFile(f.c_str(), "PumpTexts", err);
          }},
-        {"profile read", "PLANT.INI", Handle::kOpened, nullptr,
-         [](const std::string& f, std::uint32_t& h, char* err) {
-             std::uint16_t r, c;
-             std::strcpy(err, "1024");
-             return IntpOpenReadProfileFile(f.c_str(), &h, &r, &c, err);
-         }},
+        {"profile read", "PLANT.INI", Handle::kOpened, nullptr, Reading(IntpOpenReadProfileFile)},
         {"profile write", "PLANT.INI", Handle::kConsumed,
-         [](const std::string& f) {
-             return Edited([&](auto... a) { return IntpOpenReadProfileFile(f.c_str(), a...); }, 2,
-                           2, "COM4");
-         },
-         [](const std::string& f, std::uint32_t& h, char* err) {
-             std::strcpy(err, "1024");
-             return IntpCloseWriteProfileFile(f.c_str(), &h, err);
-         }},
+         EditedBy(IntpOpenReadProfileFile, 2, 2, "COM4"), Closing(IntpCloseWriteProfileFile)},
         {"profile write, conflicts detected", "PLANT.INI", Handle::kConsumed,
-         [](const std::string& f) {
-             TolvikSetOptions(TOLVIK_OPTION_DETECT_CONFLICTS);
-             const std::uint32_t h = Edited(
-                 [&](auto... a) { return IntpOpenReadProfileFile(f.c_str(), a...); }, 2, 2, "COM4");
-             TolvikSetOptions(0);
-             return h;
-         },
-         [](const std::string& f, std::uint32_t& h, char* err) {
-             std::strcpy(err, "1024");
-             TolvikSetOptions(TOLVIK_OPTION_DETECT_CONFLICTS);
-             const std::int32_t result = IntpCloseWriteProfileFile(f.c_str(), &h, err);
-             TolvikSetOptions(0);
-             return result;
-         }},
+         Detecting(EditedBy(IntpOpenReadProfileFile, 2, 2, "COM4")),
+         Detecting(Closing(IntpCloseWriteProfileFile))},
         {"declaration insert", "PLANTVAR.dpe", Handle::kNone, nullptr,
          [](const std::string& f, std::uint32_t&, char* err) {
              return IntpInsertDecl(f.c_str(), "Variables", "I SPARE = 1 ; new", err);

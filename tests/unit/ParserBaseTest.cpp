@@ -9,7 +9,6 @@
 
 #include "TestHandler.h"
 #include "TestSupport.h"
-#include "api/Frame.h"
 #include "textfile/Charset.h"
 #include "textfile/Platform.h"
 
@@ -111,101 +110,6 @@ TEST(ParserBase, ExistingBackupIsReplaced)
     EXPECT_EQ(dir.Read("M.BAK"), "new\n");
 }
 
-// Fails chosen operations of the native platform.
-class FaultyPlatform : public Platform {
-public:
-    bool failRename = false, failWrite = false, failLink = false;
-    Platform& native = NativePlatform();
-
-    bool Exists(const std::string& n) override { return native.Exists(n); }
-    bool Stat(const std::string& n, FileStat& s) override { return native.Stat(n, s); }
-    std::unique_ptr<PlatformFile> Open(const std::string& n, FileAccess a) override
-    {
-        return native.Open(n, a);
-    }
-    std::unique_ptr<PlatformFile> Create(const std::string& n) override { return native.Create(n); }
-    std::unique_ptr<PlatformFile> CreateTemp(const std::string& d, const std::string& p,
-                                             std::string& n) override
-    {
-        auto file = native.CreateTemp(d, p, n);
-        if (file && failWrite)
-            return std::make_unique<BrokenFile>();  // the real temp file stays empty
-        return file;
-    }
-    bool Rename(const std::string& f, const std::string& t) override
-    {
-        return !failRename && native.Rename(f, t);
-    }
-    bool HardLink(const std::string& e, const std::string& l) override
-    {
-        return !failLink && native.HardLink(e, l);
-    }
-    bool Remove(const std::string& n) override { return native.Remove(n); }
-    void CopyPermissions(const std::string& m, const std::string& t) override
-    {
-        native.CopyPermissions(m, t);
-    }
-    void OemToAnsi(std::string& t) override { native.OemToAnsi(t); }
-    void AnsiToOem(std::string& t) override { native.AnsiToOem(t); }
-    void ShowMessage(const char* t, const char* c, std::uint32_t s) override
-    {
-        native.ShowMessage(t, c, s);
-    }
-
-private:
-    struct BrokenFile : PlatformFile {
-        std::ptrdiff_t Read(void*, std::size_t) override { return -1; }
-        bool Write(const void*, std::size_t) override { return false; }
-        bool Seek(std::uint64_t) override { return false; }
-        bool Sync() override { return false; }
-    };
-};
-
-class Faults : public ::testing::Test {
-protected:
-    void SetUp() override { previous = SetPlatform(&faulty); }
-    void TearDown() override { SetPlatform(previous == &NativePlatform() ? nullptr : previous); }
-    FaultyPlatform faulty;
-    Platform* previous = nullptr;
-};
-
-TEST_F(Faults, FailedRenameKeepsSourceAndReportsItsName)
-{
-    TempDir dir;
-    const std::string name = dir.Write("M.MDL", "old\n");
-    faulty.failRename = true;
-    std::string message;
-    int status = 0;
-    EXPECT_FALSE(UpdateWords(name, {"new"}, &message, &status));
-    EXPECT_EQ(status, kNoAccess);
-    EXPECT_EQ(message, name + "\x1a");
-    EXPECT_EQ(dir.Read("M.MDL"), "old\n");
-    for (const std::string& file : dir.Files())
-        EXPECT_EQ(file.rfind("TVK", 0), std::string::npos) << file;
-}
-
-TEST_F(Faults, FailedWriteKeepsSourceAndLeavesNoTemporaryFile)
-{
-    TempDir dir;
-    const std::string name = dir.Write("M.MDL", "old\n");
-    faulty.failWrite = true;
-    int status = 0;
-    EXPECT_FALSE(UpdateWords(name, {"new"}, nullptr, &status));
-    EXPECT_EQ(status, kNoAccess);
-    EXPECT_EQ(dir.Files(), std::vector<std::string>{"M.MDL"});
-    EXPECT_EQ(dir.Read("M.MDL"), "old\n");
-}
-
-TEST_F(Faults, BackupFallsBackToACopyWithoutLinks)
-{
-    TempDir dir;
-    const std::string name = dir.Write("M.MDL", "old\n");
-    faulty.failLink = true;
-    EXPECT_TRUE(UpdateWords(name, {"new"}));
-    EXPECT_EQ(dir.Read("M.BAK"), "old\n");
-    EXPECT_EQ(dir.Read("M.MDL"), "new\n");
-}
-
 TEST(ParserBase, FailedParseLeavesSourceAndBackupUntouched)
 {
     TempDir dir;
@@ -288,60 +192,6 @@ TEST(Sharing, ReadOnlyFileCannotBeUpdated)
     EXPECT_EQ(CWordListParser(name, false, kUpdate).status, kNoAccess);
 }
 
-TEST(ExportFrameTest, RecordsForMissingLockedAndBadFiles)
-{
-    TempDir dir;
-    auto make = [](const std::string& file, int mode) -> std::unique_ptr<CSourceParser> {
-        return std::make_unique<CWordListParser>(file, false, mode);
-    };
-    auto OpenFrame = [&make](const char* file, std::uint32_t* handle, std::uint16_t* rows,
-                             std::uint16_t* cols, char* err) {
-        return OpenExport({file, err, handle, rows, cols},
-                          [&make](const std::string& name) { return ReadWith(make, name); });
-    };
-    auto CloseFrame = [&make](const char* file, std::uint32_t* handle, char* err) {
-        return CloseExport({file, err, handle}, [&make](const std::string& name, auto& table) {
-            return RunHandler(make, name, kUpdate, table);
-        });
-    };
-    char err[4096];
-    std::uint32_t handle = 77;
-    std::uint16_t rows = 9, cols = 9;
-    EXPECT_EQ(OpenFrame("absent.txt", &handle, &rows, &cols, err), 0);
-    EXPECT_STREQ(err,
-                 "4\x1a"
-                 "absent.txt\x1a\x1a\x1a\x1a");
-    EXPECT_EQ(handle, 0u);
-    EXPECT_EQ(rows + cols, 0);
-
-    const std::string bad = dir.Write("bad.txt", "FAIL /\n");
-    EXPECT_EQ(OpenFrame(bad.c_str(), &handle, &rows, &cols, err), 0);
-    EXPECT_EQ(std::string(err), "2\x1a" + bad +
-                                    "\x1aIDENTIFIER\x1a/\x1a"
-                                    "1\x1a\x1a\x1a\x1a\x1a");
-
-    const std::string good = dir.Write("good.txt", "a b\nc\n");
-    EXPECT_EQ(OpenFrame(good.c_str(), &handle, &rows, &cols, err), -1);
-    EXPECT_STREQ(err, "0\x1a\x1a\x1a\x1a\x1a");
-    EXPECT_NE(handle, 0u);
-    EXPECT_EQ(rows, 3);
-    EXPECT_EQ(cols, 1);
-
-    WithLockHeldByChild(good, false, [&] {
-        std::uint32_t copy = handle;
-        EXPECT_EQ(CloseFrame(good.c_str(), &copy, err), 0);
-        EXPECT_STREQ(err, ("3\x1a" + good + "\x1a\x1a\x1a\x1a").c_str());
-        EXPECT_EQ(copy, 0u);  // consumed even though nothing was written
-    });
-    // The handle is gone: a second close is refused, a null one succeeds.
-    EXPECT_EQ(CloseFrame(good.c_str(), &handle, err), 0);
-    EXPECT_EQ(CloseFrame(good.c_str(), &handle, err), -1);
-    EXPECT_STREQ(err, "0\x1a\x1a\x1a\x1a\x1a");
-    EXPECT_EQ(dir.Read("good.txt"), "a b\nc\n");
-}
-
-// Section and name patterns: "*" any run, "+" a run of at least one, "?" one
-// character, case ignored (Windows-1252 letters too), "[" only itself.
 TEST(StringOps, WildcardsMatchAsTheTableSays)
 {
     using Case = std::pair<const char*, std::string>;  // pattern, name
