@@ -1,6 +1,8 @@
 // Runs the fuzz target without a fuzzing engine: over the files named on the
 // command line, and over a fixed number of deterministic mutations of them.
 // CI runs it under the sanitizers as a short, repeatable fuzzing pass.
+// Files after --as-is are whole inputs of the target, kind byte first (what
+// the fuzzer saves for a finding): each runs once, exactly as it is.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -16,16 +18,26 @@ int main(int argc, char** argv)
 {
     int mutations = 2000;
     std::vector<std::string> seeds;
+    std::vector<std::string> inputs;
+    bool asIs = false;
     for (int i = 1; i < argc; ++i) {
         std::string arg = argv[i];
         if (arg.rfind("--mutations=", 0) == 0) {
             mutations = std::atoi(arg.c_str() + 12);
             continue;
         }
+        if (arg == "--as-is") {
+            asIs = true;
+            continue;
+        }
         std::ifstream in(arg, std::ios::binary);
+        if (!in) {
+            std::fprintf(stderr, "cannot read %s\n", arg.c_str());
+            return 1;
+        }
         std::ostringstream text;
         text << in.rdbuf();
-        seeds.push_back(text.str());
+        (asIs ? inputs : seeds).push_back(text.str());
     }
     if (seeds.empty())
         seeds.push_back("{ TASK\n  A.tse /X ; c\n}\n");
@@ -34,6 +46,10 @@ int main(int argc, char** argv)
         LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(input.data()), input.size());
     };
     long runs = 0;
+    for (const std::string& input : inputs) {
+        run(input);
+        ++runs;
+    }
     for (const std::string& seed : seeds)
         for (int kind = 0; kind < 8; ++kind, ++runs)
             run(std::string(1, static_cast<char>(kind)) + seed);
