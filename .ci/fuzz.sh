@@ -35,32 +35,20 @@ seed() { # seed KIND < TEXT
     count[kind]=$((count[kind] + 1))
 }
 # Stubs are kept as embedded files; the target reads the one named "Stub".
-as_stub() {
-    printf '; EmbeddedFileStart  "Stub"\n'
-    cat "$1"
-    printf '; EmbeddedFileEnd  "Stub"\n'
-}
 named_stub() { sed -E 's/(Embedded(File)?(Start|End)[[:space:]]+)"[^"]*"/\1"Stub"/' "$1"; }
 
 data=tests/data
 examples=examples/project
-while IFS= read -r -d '' f; do seed 0 <"$f"; done < <(find "$data" "$examples" -iname '*.mdl' -print0)
-while IFS= read -r -d '' f; do
-    # A header case keeps the module text under its "=== source" line.
-    seed 1 < <(awk '/^=== /{on = ($2 == "source" || $2 == "source!"); next} on' "$f")
-done < <(find "$data" -name '*.case' -print0)
-while IFS= read -r -d '' f; do seed 1 <"$f"; done < <(find "$examples" \( -name '*.tse' -o -name '*.dpe' -o -name '*.txe' \) -print0)
-while IFS= read -r -d '' f; do seed 2 <"$f"; done < <(find "$data" -path '*bpac*' -name '*.in' -print0)
-while IFS= read -r -d '' f; do seed 2 <"$f"; done < <(grep -lZ '{ *BPAC' "$examples"/*.dpe)
-while IFS= read -r -d '' f; do seed 3 <"$f"; done < <(find "$data" -path '*strings*' -name input -print0)
-while IFS= read -r -d '' f; do seed 3 <"$f"; done < <(find "$examples" -name '*.txe' -print0)
-while IFS= read -r -d '' f; do seed 4 <"$f"; done < <(find "$data" -path '*vars*' -name input -print0)
-while IFS= read -r -d '' f; do seed 4 <"$f"; done < <(grep -lZ '{ *VPAC' "$examples"/*.dpe)
-while IFS= read -r -d '' f; do seed 5 < <(as_stub "$f"); done < <(find "$data" -name '*.stub' -print0)
-while IFS= read -r -d '' f; do seed 6 <"$f"; done < <(find "$data" -name 'input.ini' -print0)
-while IFS= read -r -d '' f; do seed 6 <"$f"; done < <(find "$examples" -iname '*.ini' -print0)
-while IFS= read -r -d '' f; do seed 7 < <(named_stub "$f"); done < <(find "$data" -path '*embedded*' -name '*.src' -print0)
-while IFS= read -r -d '' f; do seed 7 < <(named_stub "$f"); done < <(find "$examples" -name '*.tse' -print0)
+# Every golden case keeps its file as tests/data/KIND/CASE/input.
+inputs() { find "$data/$1" -name input -print0; }
+while IFS= read -r -d '' f; do seed 0 <"$f"; done < <(inputs mdl; find "$examples" -iname '*.mdl' -print0)
+while IFS= read -r -d '' f; do seed 1 <"$f"; done < <(inputs header; find "$examples" \( -name '*.tse' -o -name '*.dpe' -o -name '*.txe' \) -print0)
+while IFS= read -r -d '' f; do seed 2 <"$f"; done < <(inputs bpac; grep -lZ '{ *BPAC' "$examples"/*.dpe)
+while IFS= read -r -d '' f; do seed 3 <"$f"; done < <(inputs strings; find "$examples" -name '*.txe' -print0)
+while IFS= read -r -d '' f; do seed 4 <"$f"; done < <(inputs vars; grep -lZ '{ *VPAC' "$examples"/*.dpe)
+while IFS= read -r -d '' f; do seed 5 < <(named_stub "$f"); done < <(inputs taskstub)
+while IFS= read -r -d '' f; do seed 6 <"$f"; done < <(inputs profile; find "$examples" -iname '*.ini' -print0)
+while IFS= read -r -d '' f; do seed 7 < <(named_stub "$f"); done < <(inputs embedded; find "$examples" -name '*.tse' -print0)
 echo "seeds per kind (0-7): ${count[*]}"
 for kind in 0 1 2 3 4 5 6 7; do
     ((count[kind] > 0)) || { echo "FAILED: no seed of kind $kind: did the golden inputs under $data move?" >&2; exit 1; }
