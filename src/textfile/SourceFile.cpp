@@ -234,15 +234,16 @@ CSourceFile::CSourceFile(std::string_view source, bool inMemory, int mode_, bool
     diagnostic = Diagnostic::Finding(commentText);
 
     Platform& platform = CurrentPlatform();
-    if (fileName.empty() || !platform.Exists(fileName)) {
+    if (fileName.empty()) {
         status = kMissing;
         return;
     }
     // The file stays open (and so protected against other writers) for the
-    // whole run; an update or write holds it exclusively.
+    // whole run; an update or write holds it exclusively. Only a file that
+    // could not be opened is asked whether it exists at all.
     auto file = platform.Open(fileName, mode == kRead ? FileAccess::Read : FileAccess::ReadWrite);
     if (!file) {
-        status = kNoAccess;
+        status = platform.Exists(fileName) ? kNoAccess : kMissing;
         return;
     }
     // A constructor that fails runs no destructor: a temporary file made here
