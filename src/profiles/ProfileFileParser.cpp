@@ -309,23 +309,6 @@ bool CProfileFileParser::ReadBlockValue(std::string& block)
 
 namespace {
 
-// Trimmed as the delimited scan trims: blanks, then one quote, at each end.
-std::string TrimValue(const std::array<std::uint32_t, 256>& classes, std::string_view text)
-{
-    auto classOf = [&classes](char c) { return classes[static_cast<unsigned char>(c)]; };
-    std::size_t begin = 0;
-    std::size_t end = text.size();
-    while (begin < end && classOf(text[begin]) == kSpaceChar)
-        ++begin;
-    if (begin < end && classOf(text[begin]) == kQuoteChar)
-        ++begin;
-    while (end > begin && classOf(text[end - 1]) == kSpaceChar)
-        --end;
-    if (end > begin && classOf(text[end - 1]) == kQuoteChar)
-        --end;
-    return std::string(text.substr(begin, end - begin));
-}
-
 // " ; " and the comment on one line, or nothing for an empty cell.
 std::string CommentPart(const std::string& cell)
 {
@@ -483,7 +466,7 @@ std::string CProfileFileParser::SectionText(const std::string& name) const
 {
     // Blanks or a quote at an end of the name read back only from between
     // quotes.
-    return TrimValue(charClass, name) == name ? name : '"' + name + '"';
+    return TrimDelimited(name) == name ? name : '"' + name + '"';
 }
 
 std::string CProfileFileParser::NameText(const std::string& name) const
@@ -504,7 +487,7 @@ bool CProfileFileParser::ReadsBackQuoted(const std::string& value) const
         return false;
     if (!value.empty() && ClassOf(value[0]) != kWordChar)
         return false;
-    return TrimValue(charClass, '"' + value + '"') == value;
+    return TrimDelimited('"' + value + '"') == value;
 }
 
 bool CProfileFileParser::ListingAsBlock(const std::string& value) const

@@ -59,6 +59,9 @@ public:
 
 protected:
     std::uint32_t ClassOf(char c) const { return charClass[static_cast<unsigned char>(c)]; }
+    // `text` as a delimited scan gives it: blanks, then one quote, cut at each
+    // end.
+    std::string_view TrimDelimited(std::string_view text) const;
 
 private:
     void ScanDelimited(char stop1, char stop2);
