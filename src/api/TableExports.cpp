@@ -121,14 +121,15 @@ TOLVIK_API int32_t TOLVIK_CALL IntpGetAttrValue(uint32_t* handle, uint16_t* row,
         std::uint32_t index = 0;
         if (!CellIndex(record, *row, *col, index))
             return kFalse;
-        const std::string& cell = *list.GetAttribute(static_cast<int>(index), -1);
+        const std::string_view cell = *list.GetAttribute(static_cast<int>(index), -1);
         if (cell == kEmptyCell) {
             std::memcpy(value, kEmptyCellForHost, sizeof kEmptyCellForHost);
             if (length)
                 *length = 3;
             return kFalse;
         }
-        std::memcpy(value, cell.c_str(), cell.size() + 1);
+        std::memcpy(value, cell.data(), cell.size());
+        value[cell.size()] = '\0';
         if (length)
             *length = static_cast<std::uint16_t>(cell.size());
         return kTrue;

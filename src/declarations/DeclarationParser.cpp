@@ -211,9 +211,9 @@ void CDeclarationParser::FailAt(std::string_view expected, std::string_view toke
 
 void CDeclarationParser::RewriteFile()
 {
-    const std::string* keyword = nullptr;
-    const std::string* declaration = nullptr;
-    const std::string* comment = nullptr;
+    CellView keyword = nullptr;
+    CellView declaration = nullptr;
+    CellView comment = nullptr;
     if (attributes && attributes->columns == kDeclColumns) {
         keyword = attributes->GetAttribute(0, kDeclKeywordColumn);
         declaration = attributes->GetAttribute(0, kDeclTextColumn);

@@ -255,7 +255,7 @@ void CDeclarationHeaderParser::StoreValue(int column, const std::string& text)
     if (mode == kUpdate && column >= 0 && column < kAttributeColumns) {
         // Once the table's value of a column has been written, the file's
         // further values of it go: they would read back in its place.
-        const std::string* current = Cell(column);
+        CellView current = Cell(column);
         const auto index = static_cast<std::size_t>(column);
         if (current && *current != kEmptyCell && *current != kDeleteMark)
             newValueWritten_[index] = true;
@@ -263,7 +263,7 @@ void CDeclarationHeaderParser::StoreValue(int column, const std::string& text)
             return;
     }
     if (mode == kUpdate && outputColumn >= 0) {
-        const std::string* cell = Cell(column);
+        CellView cell = Cell(column);
         const std::size_t nameLength = ColumnName(column).size();
         if (cell && *cell == kEmptyCell &&
             !FitsOnLine(2 + (nameLength > 0 ? nameLength + 3 : 0) + text.size()))
@@ -389,7 +389,7 @@ bool CDeclarationHeaderParser::ParseOption()
         return false;
     if (mode == kRead) {
         // Several options collect in one cell.
-        const std::string* cell = Cell(kOptionColumn);
+        CellView cell = Cell(kOptionColumn);
         if (!cell || *cell == kEmptyCell) {
             SetCell(kOptionColumn, option);
         } else if (attributes) {
@@ -402,7 +402,7 @@ bool CDeclarationHeaderParser::ParseOption()
     // keeps each option as it stands; the deletion mark drops them all.
     if (!optionSeen_) {
         optionSeen_ = true;
-        const std::string* cell = Cell(kOptionColumn);
+        CellView cell = Cell(kOptionColumn);
         optionsReplaced_ = cell && *cell != kEmptyCell && *cell != kDeleteMark;
         StoreValue(kOptionColumn, option);
     } else if (!optionsReplaced_) {
@@ -416,7 +416,7 @@ bool CDeclarationHeaderParser::CheckNewValues()
     if (!grammar_)
         return true;
     for (int column = kNameColumn; column < kAttributeColumns; ++column) {
-        const std::string* cell = Cell(column);
+        CellView cell = Cell(column);
         if (!cell || *cell == kEmptyCell || *cell == kDeleteMark)
             continue;
         if (!grammar_->HasColumn(column)) {

@@ -36,13 +36,13 @@ bool IsPunctuator(const CScanner& scanner, std::string_view text)
     return scanner.tokenKind == kPunctuator && scanner.tokenText == text;
 }
 
-bool IsEmptyCell(const std::string* cell)
+bool IsEmptyCell(CellView cell)
 {
     return !cell || *cell == kEmptyCell;
 }
 
 // The cell's text, or "" for an empty cell: a row without a file behind it.
-std::string_view TableValue(const std::string* cell)
+std::string_view TableValue(CellView cell)
 {
     return IsEmptyCell(cell) ? std::string_view() : std::string_view(*cell);
 }
@@ -368,7 +368,7 @@ void CMdlFileParser::OnEntry(Entry& entry, const std::string& before)
             }
             const auto row = static_cast<std::uint32_t>(claim);
             rowDone_[row] = true;
-            const std::string* switches = RowCell(row, 2);
+            CellView switches = RowCell(row, 2);
             if (switches && *switches == kDeleteMark) {
                 // The entry goes with its line; only a line shared with
                 // "{ TASK" keeps its end.
@@ -377,8 +377,8 @@ void CMdlFileParser::OnEntry(Entry& entry, const std::string& before)
                 return;
             }
             // An empty cell keeps what the file has.
-            const std::string* name = RowCell(row, 0);
-            const std::string* comment = RowCell(row, 3);
+            CellView name = RowCell(row, 0);
+            CellView comment = RowCell(row, 3);
             WriteAtColumn(before, 0);
             WriteEntryLine(IsEmptyCell(name) ? entry.name : *name,
                            IsEmptyCell(switches) ? entry.switches : *switches,
@@ -476,7 +476,7 @@ bool CMdlFileParser::WriteEntryLine(std::string_view name, std::string_view swit
     return true;
 }
 
-const std::string* CMdlFileParser::RowCell(std::uint32_t row, int column) const
+CellView CMdlFileParser::RowCell(std::uint32_t row, int column) const
 {
     if (column < 0 || static_cast<std::uint32_t>(column) >= attributes->columns)
         return nullptr;
@@ -485,7 +485,7 @@ const std::string* CMdlFileParser::RowCell(std::uint32_t row, int column) const
 
 int CMdlFileParser::RowKind(std::uint32_t row) const
 {
-    const std::string* cell = RowCell(row, 1);
+    CellView cell = RowCell(row, 1);
     return cell ? LeadingNumber(*cell) : 0;
 }
 
@@ -539,7 +539,7 @@ void CMdlFileParser::ClaimRows()
     byName.reserve(rows);
     for (std::uint32_t row = 0; row < rows; ++row) {
         const int kind = RowKind(row);
-        const std::string* name = RowCell(row, 0);
+        CellView name = RowCell(row, 0);
         if (kind < 1 || kind > 9 || !name)
             continue;
         byName[MatchKey(kind, *name)].rows.push_back(row);
@@ -566,7 +566,7 @@ bool CMdlFileParser::WriteUnclaimedRows(int section)
     bool wrote = false;
     for (std::uint32_t row : unclaimed_[section]) {
         rowDone_[row] = true;
-        const std::string* switches = RowCell(row, 2);
+        CellView switches = RowCell(row, 2);
         if (switches && *switches == kDeleteMark)
             continue;  // a new row that is to be deleted is simply dropped
         if (!wrote && outputColumn >= 0)
@@ -606,7 +606,7 @@ void CMdlFileParser::WriteFromTable()
             if (SectionOfKind(RowKind(row)) != static_cast<int>(section))
                 continue;
             rowDone_[row] = true;
-            const std::string* switches = RowCell(row, 2);
+            CellView switches = RowCell(row, 2);
             if (switches && *switches == kDeleteMark)
                 continue;
             if (!WriteEntryLine(TableValue(RowCell(row, 0)), TableValue(switches),
@@ -620,28 +620,7 @@ void CMdlFileParser::WriteFromTable()
 
 void CMdlFileParser::CompactTable()
 {
-    const std::uint32_t rows = TableRows();
-    if (std::find(rowDone_.begin(), rowDone_.end(), true) == rowDone_.end())
-        return;
-    const std::uint32_t columns = attributes->columns;
-    std::vector<std::string> kept;
-    std::uint32_t keptRows = 0;
-    for (std::uint32_t row = 0; row < rows; ++row) {
-        if (row < rowDone_.size() && rowDone_[row])
-            continue;
-        ++keptRows;
-        for (std::uint32_t column = 0; column < columns; ++column)
-            kept.push_back(
-                *attributes->GetAttribute(static_cast<int>(row), static_cast<int>(column)));
-    }
-    // Cells after the last whole row stay where they are.
-    for (std::uint32_t index = rows * columns; index < attributes->Count(); ++index)
-        kept.push_back(*attributes->GetAttribute(static_cast<int>(index), -1));
-    const std::uint32_t removed = rows - keptRows;
-    attributes->RemoveAll();
-    for (const std::string& cell : kept)
-        attributes->AddAttribute(cell);
-    attributes->rows -= removed;
+    attributes->RemoveRows(rowDone_);
 }
 
 }  // namespace tolvik

@@ -78,7 +78,7 @@ private:
     std::string_view SwitchesMismatch(std::string_view switches) const;
     void RefuseCell(std::string_view expected, std::string_view cell);
     // The row's cell, or null when the table has no such cell.
-    const std::string* RowCell(std::uint32_t row, int column) const;
+    CellView RowCell(std::uint32_t row, int column) const;
     int RowKind(std::uint32_t row) const;
     std::uint32_t TableRows() const;
     // Removes every row marked written, keeping the others in their order.

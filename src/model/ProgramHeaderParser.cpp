@@ -234,19 +234,19 @@ bool CProgramHeaderParser::ReadCompiledHeader()
 
 void CProgramHeaderParser::PatchHeaderByte(std::uint64_t offset, int column)
 {
-    const std::string* cell = Cell(column);
+    CellView cell = Cell(column);
     if (!cell || *cell == kEmptyCell)
         return;
     std::string current;
     ReadByteAt(offset, &current);
     if (current.empty())
         return;  // never past the end of the module
-    WriteByteAt(offset, cell->c_str());
+    WriteByteAt(offset, std::string(*cell).c_str());
 }
 
 void CProgramHeaderParser::PatchCycleByte()
 {
-    const std::string* cell = Cell(kCycleColumn);
+    CellView cell = Cell(kCycleColumn);
     if (!cell || *cell == kEmptyCell)
         return;
     std::string current;
@@ -269,7 +269,7 @@ bool CProgramHeaderParser::UpdateCompiledHeader()
     if (type < 0)
         return false;
     const int expected = type == kTaskModuleType ? kCompiledTaskModule : kCompiledDataModule;
-    const std::string* kind = Cell(kKindColumn);
+    CellView kind = Cell(kKindColumn);
     if (!kind || *kind != std::to_string(expected)) {
         ReportWrongModule(!kind || *kind == kEmptyCell ? std::string("...") : *kind, typeText);
         return false;

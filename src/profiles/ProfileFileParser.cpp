@@ -76,7 +76,7 @@ void CProfileFileParser::Store(std::uint32_t column, const std::string& text)
     if (column >= resultColumns_ || index >= attributes->Count())
         return;
     const auto flat = static_cast<std::uint32_t>(index);
-    const std::string& cell = *attributes->GetAttribute(static_cast<int>(flat), -1);
+    const std::string_view cell = *attributes->GetAttribute(static_cast<int>(flat), -1);
     std::size_t length = text.size();
     if (cell == kEmptyCell) {
         attributes->SetAttribute(flat, text);
@@ -108,7 +108,7 @@ void CProfileFileParser::AddListingRow(const char* kind, const std::string& name
 bool CProfileFileParser::SectionWanted(const std::string& name) const
 {
     for (std::uint32_t row = 1; row < requestRows_; ++row) {
-        const std::string* pattern = request_->GetAttribute(static_cast<int>(row), 0);
+        CellView pattern = request_->GetAttribute(static_cast<int>(row), 0);
         if (pattern && WildcardMatches(*pattern, name))
             return true;
     }
@@ -118,7 +118,7 @@ bool CProfileFileParser::SectionWanted(const std::string& name) const
 int CProfileFileParser::ParameterColumn(const std::string& name) const
 {
     for (std::uint32_t column = 1; column < requestColumns_; ++column) {
-        const std::string* wanted = request_->GetAttribute(0, static_cast<int>(column));
+        CellView wanted = request_->GetAttribute(0, static_cast<int>(column));
         if (!wanted)
             continue;
         if (listing_ ? WildcardMatches(*wanted, name) : EqualsNoCase(*wanted, name))
@@ -137,9 +137,9 @@ void CProfileFileParser::ReadFile()
         attributes->rows = 1;
         currentRow = 0;
         for (std::uint32_t column = 1; column < resultColumns_; ++column) {
-            const std::string* wanted = request_->GetAttribute(0, static_cast<int>(column));
+            CellView wanted = request_->GetAttribute(0, static_cast<int>(column));
             if (wanted)
-                Store(column, *wanted);
+                Store(column, std::string(*wanted));
         }
     }
     attributes->columns = resultColumns_;
@@ -532,9 +532,8 @@ std::string CProfileFileParser::CellText(std::uint32_t row, std::uint32_t column
 {
     if (!attributes || column >= attributes->columns)
         return kEmptyCell;
-    const std::string* cell =
-        attributes->GetAttribute(static_cast<int>(row), static_cast<int>(column));
-    return cell ? *cell : std::string(kEmptyCell);
+    CellView cell = attributes->GetAttribute(static_cast<int>(row), static_cast<int>(column));
+    return cell ? std::string(*cell) : std::string(kEmptyCell);
 }
 
 bool CProfileFileParser::ColumnHasName(std::uint32_t column) const

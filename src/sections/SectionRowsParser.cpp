@@ -78,15 +78,14 @@ long CSectionRowsParser::ParseLong(std::string_view text)
     return static_cast<long>(negative ? -value : value);
 }
 
-const std::string* CSectionRowsParser::SectionCell(const CAttributeList& table, std::uint32_t row,
-                                                   int column)
+CellView CSectionRowsParser::SectionCell(const CAttributeList& table, std::uint32_t row, int column)
 {
     if (column < 0 || static_cast<std::uint32_t>(column) >= table.columns)
         return nullptr;
     return table.GetAttribute(static_cast<int>(row), column);
 }
 
-bool CSectionRowsParser::IsEmptyCell(const std::string* cell)
+bool CSectionRowsParser::IsEmptyCell(CellView cell)
 {
     return !cell || *cell == kEmptyCell;
 }
@@ -99,12 +98,12 @@ void CSectionRowsParser::PadToColumn(std::string& line, int column)
     line.append(static_cast<std::size_t>(blanks), ' ');
 }
 
-std::string CSectionRowsParser::CommentAsWritten(const std::string* comment)
+std::string CSectionRowsParser::CommentAsWritten(CellView comment)
 {
     return IsEmptyCell(comment) ? std::string() : std::string(TrimCommentEnd(*comment));
 }
 
-void CSectionRowsParser::AppendComment(std::string& line, const std::string* comment)
+void CSectionRowsParser::AppendComment(std::string& line, CellView comment)
 {
     if (IsEmptyCell(comment) || comment->empty())
         return;
@@ -216,7 +215,7 @@ std::string CSectionRowsParser::RowLine(std::uint32_t row) const
     return attributes ? FormatRow(*attributes, row) : std::string();
 }
 
-const std::string* CSectionRowsParser::RowCell(std::uint32_t row, int column) const
+CellView CSectionRowsParser::RowCell(std::uint32_t row, int column) const
 {
     return attributes ? SectionCell(*attributes, row, column) : nullptr;
 }
@@ -409,7 +408,7 @@ bool CSectionRowsParser::RowsReadBack(int firstLine)
         } else {
             // It read back as other rows.
             ReportExpected("Comment, Newline");
-            const std::string* name = RowCell(row, NameColumn());
+            CellView name = RowCell(row, NameColumn());
             tokenText = name ? *name : std::string();
         }
         const std::int64_t at = std::int64_t{firstLine} + row;

@@ -49,20 +49,19 @@ protected:
                               std::string& first, std::string& second);
 
     // The cell (row, column) of a table; null when the table has no such cell.
-    static const std::string* SectionCell(const CAttributeList& table, std::uint32_t row,
-                                          int column);
+    static CellView SectionCell(const CAttributeList& table, std::uint32_t row, int column);
     // True for a cell that is missing or holds the empty-cell marker.
-    static bool IsEmptyCell(const std::string* cell);
+    static bool IsEmptyCell(CellView cell);
 
     // Blanks so that what follows begins at the 1-based `column`, at least one.
     static void PadToColumn(std::string& line, int column);
     // "; " + the comment at column 29, trimmed of blanks, CR and LF at its end;
     // nothing for an empty cell or an empty comment.
-    static void AppendComment(std::string& line, const std::string* comment);
+    static void AppendComment(std::string& line, CellView comment);
 
     // A comment cell as it reads back: without trailing blanks, CR and LF; "" for
     // the empty cell.
-    static std::string CommentAsWritten(const std::string* comment);
+    static std::string CommentAsWritten(CellView comment);
 
     // "Strings" or "Variables": the word of the section's header line.
     virtual std::string_view SectionWord() const = 0;
@@ -85,7 +84,7 @@ protected:
     // "..." for a name written from the empty cell, blanks around a size or
     // a comma and the kind of bracket left out, a comment without its
     // trailing blanks.
-    virtual std::string Canonical(int column, const std::string* cell) const = 0;
+    virtual std::string Canonical(int column, CellView cell) const = 0;
     // A reader of the same kind over `text` in memory.
     virtual std::unique_ptr<CSectionRowsParser> MakeReader(const std::string& text) const = 0;
 
@@ -101,7 +100,7 @@ protected:
     // next line becomes current.
     void ParseLineEnd(int commentColumn);
     // A cell of the caller's table; null when the row or column is not there.
-    const std::string* RowCell(std::uint32_t row, int column) const;
+    CellView RowCell(std::uint32_t row, int column) const;
     // The line that writes `row` of the caller's table.
     std::string RowLine(std::uint32_t row) const;
     // Rows of the caller's table.

@@ -129,9 +129,8 @@ std::string CTaskStubParser::RowCell(std::uint32_t row, std::uint32_t column) co
 {
     if (column >= attributes->columns)
         return kEmptyCell;
-    const std::string* cell =
-        attributes->GetAttribute(static_cast<int>(row), static_cast<int>(column));
-    return cell ? *cell : std::string(kEmptyCell);
+    CellView cell = attributes->GetAttribute(static_cast<int>(row), static_cast<int>(column));
+    return cell ? std::string(*cell) : std::string(kEmptyCell);
 }
 
 std::int32_t CTaskStubParser::FindRowByName(const std::string& name) const
@@ -227,8 +226,8 @@ bool CTaskStubParser::WriteRow(std::uint32_t row)
 bool CTaskStubParser::RowReadsBackAs(std::uint32_t row, const CAttributeList& read) const
 {
     const auto cell = [&read](int column) {
-        const std::string* text = read.GetAttribute(0, column);
-        return text ? *text : std::string(kEmptyCell);
+        CellView text = read.GetAttribute(0, column);
+        return text ? std::string(*text) : std::string(kEmptyCell);
     };
     const std::string comment = RowCell(row, 3);
     return cell(0) == RowCell(row, 0) && LooseSpelling(cell(1)) == LooseSpelling(RowCell(row, 1)) &&

@@ -68,19 +68,19 @@ void CTextStringsParser::ParseDeclaration()
 // A row whose name is the deletion mark is not written.
 std::string CTextStringsParser::FormatRow(const CAttributeList& table, std::uint32_t row) const
 {
-    const std::string* name = SectionCell(table, row, kNameColumn);
+    CellView name = SectionCell(table, row, kNameColumn);
     if (name && *name == kDeleteMark)
         return {};
     std::string line = "  $ ";
     line += IsEmptyCell(name) ? std::string("...") : *name;
 
     // An empty word would leave a ":" that nothing follows: it is no word.
-    const std::string* word = SectionCell(table, row, kColonWordColumn);
+    CellView word = SectionCell(table, row, kColonWordColumn);
     if (!IsEmptyCell(word) && !word->empty()) {
         line += ':';
         line += *word;
     }
-    const std::string* value = SectionCell(table, row, kValueColumn);
+    CellView value = SectionCell(table, row, kValueColumn);
     if (!IsEmptyCell(value)) {
         PadToColumn(line, 21);
         const char quote = value->find('"') == std::string::npos ? '"' : '\'';
@@ -94,7 +94,7 @@ std::string CTextStringsParser::FormatRow(const CAttributeList& table, std::uint
     return line;
 }
 
-std::string CTextStringsParser::Canonical(int column, const std::string* cell) const
+std::string CTextStringsParser::Canonical(int column, CellView cell) const
 {
     switch (column) {
         case kNameColumn:
@@ -102,11 +102,12 @@ std::string CTextStringsParser::Canonical(int column, const std::string* cell) c
         case kIndexColumn:
             return {};
         case kColonWordColumn:
-            return IsEmptyCell(cell) || cell->empty() ? std::string(kEmptyCell) : *cell;
+            return IsEmptyCell(cell) || cell->empty() ? std::string(kEmptyCell)
+                                                      : std::string(*cell);
         case kCommentColumn:
             return CommentAsWritten(cell);
         default:
-            return IsEmptyCell(cell) ? std::string(kEmptyCell) : *cell;
+            return IsEmptyCell(cell) ? std::string(kEmptyCell) : std::string(*cell);
     }
 }
 

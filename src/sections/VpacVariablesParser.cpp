@@ -93,16 +93,16 @@ void CVpacVariablesParser::ParseDeclaration()
 // written.
 std::string CVpacVariablesParser::FormatRow(const CAttributeList& table, std::uint32_t row) const
 {
-    const std::string* name = SectionCell(table, row, kNameColumn);
+    CellView name = SectionCell(table, row, kNameColumn);
     if (name && *name == kDeleteMark)
         return {};
-    const std::string* type = SectionCell(table, row, kTypeColumn);
+    CellView type = SectionCell(table, row, kTypeColumn);
     std::string line = "  ";
     line += IsEmptyCell(type) ? std::string("...") : *type;
     line += ' ';
     line += IsEmptyCell(name) ? std::string("...") : *name;
 
-    const std::string* values = SectionCell(table, row, kValuesColumn);
+    CellView values = SectionCell(table, row, kValuesColumn);
     if (!IsEmptyCell(values)) {
         PadToColumn(line, 21);
         line += "= ";
@@ -113,11 +113,11 @@ std::string CVpacVariablesParser::FormatRow(const CAttributeList& table, std::ui
     return line;
 }
 
-std::string CVpacVariablesParser::Canonical(int column, const std::string* cell) const
+std::string CVpacVariablesParser::Canonical(int column, CellView cell) const
 {
     switch (column) {
         case kTypeColumn:
-            return IsEmptyCell(cell) ? std::string("...") : *cell;
+            return IsEmptyCell(cell) ? std::string("...") : std::string(*cell);
         case kNameColumn:
             return IsEmptyCell(cell) ? std::string("...") : LooseSpelling(*cell);
         case kAddressColumn:

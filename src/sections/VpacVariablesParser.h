@@ -35,7 +35,7 @@ protected:
     bool IsTypeWord(std::string_view token) const override { return UnitOf(token) != 0; }
     bool PreselectLine(std::string_view name) override { return LineContains(name); }
     int NameColumn() const override { return 1; }
-    std::string Canonical(int column, const std::string* cell) const override;
+    std::string Canonical(int column, CellView cell) const override;
     void ParseDeclaration() override;
     std::string FormatRow(const CAttributeList& table, std::uint32_t row) const override;
     std::unique_ptr<CSectionRowsParser> MakeReader(const std::string& text) const override;

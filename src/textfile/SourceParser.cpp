@@ -102,7 +102,7 @@ bool CSourceParser::ExpectSlashWord(std::string& out)
     return true;
 }
 
-const std::string* CSourceParser::Cell(int column) const
+CellView CSourceParser::Cell(int column) const
 {
     if (!attributes || column < 0)
         return nullptr;
@@ -115,7 +115,7 @@ void CSourceParser::SetCell(int column, std::string_view text)
         return;
     const std::uint64_t index = std::uint64_t{attributes->columns} * currentRow + column;
     if (index <= 0xFFFFFFFFu)
-        attributes->SetAttribute(static_cast<std::uint32_t>(index), std::string(text));
+        attributes->SetAttribute(static_cast<std::uint32_t>(index), text);
 }
 
 void CSourceParser::StoreAttribute(int column, std::string_view text)
@@ -133,7 +133,7 @@ void CSourceParser::StoreAttribute(int column, std::string_view text)
     }
     if (column < 0 || column >= kAttributeColumns)
         return;
-    const std::string* cell = Cell(column);
+    const CellView cell = Cell(column);
     if (!cell)
         return;
     if (*cell == kEmptyCell) {
@@ -158,7 +158,7 @@ bool CSourceParser::FlushAttribute(int column)
 {
     if (column < 1 || column >= kAttributeColumns)
         return false;
-    const std::string* cell = Cell(column);
+    const CellView cell = Cell(column);
     if (!cell || *cell == kDeleteMark || *cell == kEmptyCell)
         return false;
     std::string line = "  ";
@@ -175,7 +175,7 @@ bool CSourceParser::FlushAttribute(int column)
 void CSourceParser::FlushRemaining()
 {
     for (int column = 1; column < kAttributeColumns; ++column) {
-        const std::string* cell = Cell(column);
+        const CellView cell = Cell(column);
         if (!cell || *cell == kDeleteMark || *cell == kEmptyCell)
             continue;
         std::string line = "  ";

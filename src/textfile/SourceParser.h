@@ -80,7 +80,7 @@ protected:
     // returns the run's result.
     bool EndRun(std::unique_ptr<CAttributeList>& list, Diagnostic& found);
     // The cell of `column` in the current row, or null.
-    const std::string* Cell(int column) const;
+    CellView Cell(int column) const;
     void SetCell(int column, std::string_view text);
 
 private:

@@ -310,7 +310,7 @@ std::uint32_t CBpacValuesParser::ValueColumns() const
     return attributes && attributes->columns >= 2 ? attributes->columns - 2 : 0;
 }
 
-const std::string* CBpacValuesParser::TableCell(std::uint32_t row, std::uint32_t column) const
+CellView CBpacValuesParser::TableCell(std::uint32_t row, std::uint32_t column) const
 {
     if (!attributes || column >= attributes->columns || row >= attributes->rows)
         return nullptr;
@@ -320,7 +320,7 @@ const std::string* CBpacValuesParser::TableCell(std::uint32_t row, std::uint32_t
 std::string CBpacValuesParser::WritableCell(std::uint32_t row, std::uint32_t column,
                                             std::string_view empty) const
 {
-    const std::string* cell = TableCell(row, column);
+    CellView cell = TableCell(row, column);
     if (!cell || *cell == kEmptyCell || *cell == kDeleteMark)
         return std::string(empty);
     // A line break, a brace or a ";" would end the value line, the block or
@@ -333,7 +333,7 @@ std::string CBpacValuesParser::WritableCell(std::uint32_t row, std::uint32_t col
 
 std::string CBpacValuesParser::WritableComment(std::uint32_t row) const
 {
-    const std::string* cell = TableCell(row, ValueColumns() + 1);
+    CellView cell = TableCell(row, ValueColumns() + 1);
     if (!cell || *cell == kEmptyCell || *cell == kDeleteMark)
         return {};
     return CleanComment(*cell);
@@ -387,7 +387,7 @@ std::string CBpacValuesParser::WritableName(std::uint32_t column) const
 
 bool CBpacValuesParser::RowIsRemoved(std::uint32_t row) const
 {
-    const std::string* id = TableCell(row, 0);
+    CellView id = TableCell(row, 0);
     return id && *id == kDeleteMark;
 }
 

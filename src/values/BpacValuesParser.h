@@ -54,7 +54,7 @@ private:
 
     std::uint32_t ValueColumns() const;
     // The table's cell, or null when the table has no such cell.
-    const std::string* TableCell(std::uint32_t row, std::uint32_t column) const;
+    CellView TableCell(std::uint32_t row, std::uint32_t column) const;
     // The cell as text to write: the characters that would end it when read
     // become blanks; an empty cell (or a missing one) gives `empty`.
     std::string WritableCell(std::uint32_t row, std::uint32_t column, std::string_view empty) const;

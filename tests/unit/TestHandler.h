@@ -61,13 +61,13 @@ private:
             std::size_t start = lineBuffer.find_first_not_of(" \t");
             bool hasWord = start != std::string::npos && lineBuffer[start] != '\n' &&
                            lineBuffer[start] != '\r' && ClassOf(lineBuffer[start]) == kWordChar;
-            const std::string* cell = hasWord && row < attributes->rows
-                                          ? attributes->GetAttribute(static_cast<int>(row), 0)
-                                          : nullptr;
+            const CellView cell = hasWord && row < attributes->rows
+                                      ? attributes->GetAttribute(static_cast<int>(row), 0)
+                                      : nullptr;
             if (hasWord)
                 ++row;
             if (cell && *cell != kEmptyCell)
-                WriteAtColumn(*cell + "\n", 0);
+                WriteAtColumn(std::string(*cell) + "\n", 0);
             else
                 CopyCurrentLine();
             ReadLine();
