@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <climits>
-#include <unordered_map>
 
 #include "../textfile/Charset.h"
 
@@ -66,11 +65,26 @@ int LeadingNumber(std::string_view text)
     return static_cast<int>(negative ? -value : value);
 }
 
-std::string MatchKey(int kind, std::string_view name)
+// The file-name part of `name` without its last extension.
+std::string_view BareNameOf(std::string_view name)
 {
-    std::string key(1, static_cast<char>('0' + kind));
-    key += CMdlFileParser::BareName(name);
-    return key;
+    const std::size_t separator = name.find_last_of("\\/:");
+    if (separator != std::string_view::npos)
+        name.remove_prefix(separator + 1);
+    const std::size_t dot = name.rfind('.');
+    return dot == std::string_view::npos ? name : name.substr(0, dot);
+}
+
+// What rows and entries are matched by: the kind and the bare name, case
+// ignored. Equal keys give equal hashes.
+std::uint32_t KeyHash(int kind, std::string_view name)
+{
+    std::uint32_t hash = 2166136261u;
+    const auto mix = [&hash](unsigned char c) { hash = (hash ^ c) * 16777619u; };
+    mix(static_cast<unsigned char>(kind));
+    for (char c : BareNameOf(name))
+        mix(static_cast<unsigned char>(UpperChar(c)));
+    return hash;
 }
 
 }  // namespace
@@ -116,13 +130,56 @@ int CMdlFileParser::KindOfEntry(int sectionKind, std::string& name)
 
 std::string CMdlFileParser::BareName(std::string_view name)
 {
-    const std::size_t separator = name.find_last_of("\\/:");
-    if (separator != std::string_view::npos)
-        name.remove_prefix(separator + 1);
-    const std::size_t dot = name.rfind('.');
-    if (dot != std::string_view::npos)
-        name = name.substr(0, dot);
-    return ToUpper(name);
+    return ToUpper(BareNameOf(name));
+}
+
+void CMdlFileParser::RowIndex::Build(const CMdlFileParser& parser, std::uint32_t rows)
+{
+    parser_ = &parser;
+    keys_.clear();
+    for (std::uint32_t row = 0; row < rows; ++row) {
+        const int kind = parser.RowKind(row);
+        const CellView name = parser.RowCell(row, 0);
+        if (kind >= 1 && kind <= 9 && name)
+            keys_.push_back({KeyHash(kind, *name), row});
+    }
+    std::sort(keys_.begin(), keys_.end(), [](const Key& a, const Key& b) {
+        return a.hash != b.hash ? a.hash < b.hash : a.row < b.row;
+    });
+    claimed_.assign(rows, false);
+    next_.resize(keys_.size());
+    Reset();
+}
+
+void CMdlFileParser::RowIndex::Reset()
+{
+    std::fill(claimed_.begin(), claimed_.end(), false);
+    for (std::size_t i = 0; i < keys_.size(); ++i)
+        next_[i] = static_cast<std::uint32_t>(i);
+}
+
+std::int64_t CMdlFileParser::RowIndex::Claim(int kind, std::string_view name)
+{
+    const std::uint32_t hash = KeyHash(kind, name);
+    const auto group =
+        std::lower_bound(keys_.begin(), keys_.end(), hash,
+                         [](const Key& key, std::uint32_t h) { return key.hash < h; });
+    if (group == keys_.end() || group->hash != hash)
+        return -1;
+    // Rows of one key in table order; the cursor passes over those claimed.
+    std::uint32_t& cursor = next_[static_cast<std::size_t>(group - keys_.begin())];
+    while (cursor < keys_.size() && keys_[cursor].hash == hash && claimed_[keys_[cursor].row])
+        ++cursor;
+    const std::string_view bare = BareNameOf(name);
+    for (std::size_t i = cursor; i < keys_.size() && keys_[i].hash == hash; ++i) {
+        const std::uint32_t row = keys_[i].row;
+        if (claimed_[row] || parser_->RowKind(row) != kind ||
+            !EqualsNoCase(BareNameOf(*parser_->RowCell(row, 0)), bare))
+            continue;
+        claimed_[row] = true;
+        return row;
+    }
+    return -1;
 }
 
 int CMdlFileParser::SectionOfKind(int kind)
@@ -202,7 +259,7 @@ bool CMdlFileParser::ParseFile()
             if (!ParseCommentLine())
                 return false;
         } else if (AtNewline()) {
-            if (pass_ == Pass::kRewrite)
+            if (Writing())
                 WriteAtColumn(skippedSpace + "\n", 0);
             NextToken();
         } else {
@@ -215,7 +272,7 @@ bool CMdlFileParser::ParseFile()
 
 bool CMdlFileParser::ParseCommentLine()
 {
-    if (pass_ == Pass::kRewrite) {
+    if (Writing()) {
         if (outputColumn < 0) {
             // A comment line goes out once, as it stands, with its own line end.
             CopyCurrentLine();
@@ -260,7 +317,7 @@ bool CMdlFileParser::ParseSection()
     }
     const bool firstOccurrence = !sectionSeen_[section];
     sectionSeen_[section] = true;
-    if (pass_ == Pass::kRewrite)
+    if (Writing())
         WriteAtColumn(before + "{ " + tokenText, 0);
     NextToken();
 
@@ -273,7 +330,7 @@ bool CMdlFileParser::ParseSection()
             if (!ParseCommentLine())
                 return false;
         } else if (AtNewline()) {
-            if (pass_ == Pass::kRewrite)
+            if (Writing())
                 WriteAtColumn(skippedSpace + "\n", 0);
             NextToken();
         } else {
@@ -284,7 +341,7 @@ bool CMdlFileParser::ParseSection()
         ReportExpected("}");
         return false;
     }
-    if (pass_ == Pass::kRewrite) {
+    if (Writing()) {
         std::string beforeBrace = outputColumn >= 0 ? skippedSpace : std::string();
         if (firstOccurrence && WriteUnclaimedRows(section))
             beforeBrace.clear();
@@ -337,15 +394,13 @@ void CMdlFileParser::OnEntry(Entry& entry, const std::string& before)
 {
     switch (pass_) {
         case Pass::kFill: {
-            // A new row is four empty cells, then filled. A full table refuses
-            // the cells (and says so); the entry is then not kept.
-            const std::uint32_t first = attributes->Count();
-            for (int column = 0; column < kColumns; ++column)
-                attributes->AddAttribute(kEmptyCell);
-            attributes->SetAttribute(first, entry.name);
-            attributes->SetAttribute(first + 1, std::to_string(entry.kind));
-            attributes->SetAttribute(first + 2, entry.switches);
-            attributes->SetAttribute(first + 3, entry.comment);
+            // A full table refuses the row's cells (and says so); the entry is
+            // then not kept.
+            const std::string kind = std::to_string(entry.kind);
+            const std::string_view cells[kColumns] = {entry.name, kind, entry.switches,
+                                                      entry.comment};
+            for (const std::string_view cell : cells)
+                attributes->AddAttribute(cell);
             break;
         }
         case Pass::kScan:
@@ -359,33 +414,49 @@ void CMdlFileParser::OnEntry(Entry& entry, const std::string& before)
                 parseOk = false;
                 return;
             }
-            const std::int64_t claim = claims_[entryIndex_++];
-            if (claim < 0) {
-                // No row for it: the entry stays, in the normal form.
-                WriteAtColumn(before, 0);
-                WriteEntryLine(entry.name, entry.switches, entry.comment);
+            RewriteEntry(entry, before, claims_[entryIndex_++]);
+            break;
+        }
+        case Pass::kStream: {
+            const std::int64_t claim = rowIndex_.Claim(entry.kind, entry.name);
+            if (claim >= 0 && rowDone_[static_cast<std::size_t>(claim)]) {
+                // A row already written at the end of its section belongs to
+                // this later entry after all: the file needs both passes.
+                restart_ = true;
+                parseOk = false;
                 return;
             }
-            const auto row = static_cast<std::uint32_t>(claim);
-            rowDone_[row] = true;
-            CellView switches = RowCell(row, 2);
-            if (switches && *switches == kDeleteMark) {
-                // The entry goes with its line; only a line shared with
-                // "{ TASK" keeps its end.
-                if (outputColumn >= 0)
-                    WriteAtColumn("\n", 0);
-                return;
-            }
-            // An empty cell keeps what the file has.
-            CellView name = RowCell(row, 0);
-            CellView comment = RowCell(row, 3);
-            WriteAtColumn(before, 0);
-            WriteEntryLine(IsEmptyCell(name) ? entry.name : *name,
-                           IsEmptyCell(switches) ? entry.switches : *switches,
-                           IsEmptyCell(comment) ? entry.comment : *comment);
+            RewriteEntry(entry, before, claim);
             break;
         }
     }
+}
+
+void CMdlFileParser::RewriteEntry(const Entry& entry, const std::string& before, std::int64_t claim)
+{
+    if (claim < 0) {
+        // No row for it: the entry stays, in the normal form.
+        WriteAtColumn(before, 0);
+        WriteEntryLine(entry.name, entry.switches, entry.comment);
+        return;
+    }
+    const auto row = static_cast<std::uint32_t>(claim);
+    rowDone_[row] = true;
+    const CellView switches = RowCell(row, 2);
+    if (switches && *switches == kDeleteMark) {
+        // The entry goes with its line; only a line shared with "{ TASK" keeps
+        // its end.
+        if (outputColumn >= 0)
+            WriteAtColumn("\n", 0);
+        return;
+    }
+    // An empty cell keeps what the file has.
+    const CellView name = RowCell(row, 0);
+    const CellView comment = RowCell(row, 3);
+    WriteAtColumn(before, 0);
+    WriteEntryLine(IsEmptyCell(name) ? std::string_view(entry.name) : *name,
+                   IsEmptyCell(switches) ? std::string_view(entry.switches) : *switches,
+                   IsEmptyCell(comment) ? std::string_view(entry.comment) : *comment);
 }
 
 bool CMdlFileParser::IsOneWord(std::string_view text) const
@@ -496,15 +567,52 @@ std::uint32_t CMdlFileParser::TableRows() const
     return std::min<std::uint32_t>(attributes->rows, attributes->Count() / attributes->columns);
 }
 
+void CMdlFileParser::PrepareRows()
+{
+    const std::uint32_t rows = TableRows();
+    rowIndex_.Build(*this, rows);
+    for (auto& sectionRows : sectionRows_)
+        sectionRows.clear();
+    for (std::uint32_t row = 0; row < rows; ++row) {
+        const int section = SectionOfKind(RowKind(row));
+        if (section >= 0)
+            sectionRows_[static_cast<std::size_t>(section)].push_back(row);
+    }
+    rowDone_.assign(rows, false);
+    sectionSeen_.fill(false);
+}
+
 void CMdlFileParser::Update()
 {
+    PrepareRows();
+    // One pass: each entry claims its row as it comes, and a section's
+    // unclaimed rows go before its "}". Only a later entry that claims a row
+    // already written so (a section given twice) needs the file read twice.
+    pass_ = Pass::kStream;
+    SkipToPosition(0);
+    if (lineNumber != 1) {
+        parseOk = false;  // the file could not be read again
+        return;
+    }
+    if (ParseFile()) {
+        CopyFromStop();
+        CompactTable();
+        return;
+    }
+    if (!restart_)
+        return;
+    restart_ = false;
+    parseOk = true;
+    RestartOutput();
+    PrepareRows();
+
     // First pass: the entries of the file, so that each claims its row before
     // anything is written (a row matched by an entry of a later section of the
     // same kind must not also go to the end of the first one).
     pass_ = Pass::kScan;
     SkipToPosition(0);
     if (lineNumber != 1) {
-        parseOk = false;  // the file could not be read again
+        parseOk = false;
         return;
     }
     if (!ParseFile())
@@ -527,46 +635,19 @@ void CMdlFileParser::Update()
 
 void CMdlFileParser::ClaimRows()
 {
-    // Rows by (kind, bare name); each key's rows in table order, the first not
-    // yet claimed at `next`.
-    struct Queue {
-        std::vector<std::uint32_t> rows;
-        std::size_t next = 0;
-    };
-    const std::uint32_t rows = TableRows();
-    rowDone_.assign(rows, false);
-    std::unordered_map<std::string, Queue> byName;
-    byName.reserve(rows);
-    for (std::uint32_t row = 0; row < rows; ++row) {
-        const int kind = RowKind(row);
-        CellView name = RowCell(row, 0);
-        if (kind < 1 || kind > 9 || !name)
-            continue;
-        byName[MatchKey(kind, *name)].rows.push_back(row);
-    }
-    std::vector<bool> claimed(rows, false);
     claims_.assign(entries_.size(), -1);
-    for (std::size_t i = 0; i < entries_.size(); ++i) {
-        auto found = byName.find(MatchKey(entries_[i].kind, entries_[i].name));
-        if (found == byName.end() || found->second.next >= found->second.rows.size())
-            continue;
-        const std::uint32_t row = found->second.rows[found->second.next++];
-        claims_[i] = row;
-        claimed[row] = true;
-    }
-    for (std::uint32_t row = 0; row < rows; ++row) {
-        const int section = SectionOfKind(RowKind(row));
-        if (section >= 0 && !claimed[row])
-            unclaimed_[section].push_back(row);
-    }
+    for (std::size_t i = 0; i < entries_.size(); ++i)
+        claims_[i] = rowIndex_.Claim(entries_[i].kind, entries_[i].name);
 }
 
 bool CMdlFileParser::WriteUnclaimedRows(int section)
 {
     bool wrote = false;
-    for (std::uint32_t row : unclaimed_[section]) {
+    for (std::uint32_t row : sectionRows_[static_cast<std::size_t>(section)]) {
+        if (rowIndex_.IsClaimed(row))
+            continue;
         rowDone_[row] = true;
-        CellView switches = RowCell(row, 2);
+        const CellView switches = RowCell(row, 2);
         if (switches && *switches == kDeleteMark)
             continue;  // a new row that is to be deleted is simply dropped
         if (!wrote && outputColumn >= 0)
@@ -576,7 +657,7 @@ bool CMdlFileParser::WriteUnclaimedRows(int section)
                             TableValue(RowCell(row, 3))))
             break;
     }
-    unclaimed_[section].clear();
+    sectionRows_[static_cast<std::size_t>(section)].clear();
     return wrote;
 }
 

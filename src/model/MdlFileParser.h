@@ -36,7 +36,9 @@ public:
 
 private:
     // What a pass over the file does with the entries it finds.
-    enum class Pass { kFill, kScan, kRewrite };
+    // kStream rewrites in the same pass that finds the entries; kScan and
+    // kRewrite are the two passes of a file that needs both.
+    enum class Pass { kFill, kScan, kRewrite, kStream };
 
     // One entry line with a name, as the file has it.
     struct Entry {
@@ -47,6 +49,7 @@ private:
     };
 
     void SetClasses();
+    bool Writing() const { return pass_ == Pass::kRewrite || pass_ == Pass::kStream; }
     void NextToken();
     // The whole file; false at a syntax error.
     bool ParseFile();
@@ -56,9 +59,35 @@ private:
     bool ParseCommentLine();
     // `before`: the white space kept before an entry that shares its line.
     void OnEntry(Entry& entry, const std::string& before);
+    // Writes the entry as its row says (-1: no row).
+    void RewriteEntry(const Entry& entry, const std::string& before, std::int64_t claim);
+
+    // The table's rows by kind and bare name: each entry claims the first row
+    // of its key not claimed yet, in table order.
+    class RowIndex {
+    public:
+        void Build(const CMdlFileParser& parser, std::uint32_t rows);
+        // The row now claimed, or -1 when none is left.
+        std::int64_t Claim(int kind, std::string_view name);
+        bool IsClaimed(std::uint32_t row) const { return claimed_[row]; }
+        // Every row unclaimed again.
+        void Reset();
+
+    private:
+        struct Key {
+            std::uint32_t hash;
+            std::uint32_t row;
+        };
+        const CMdlFileParser* parser_ = nullptr;
+        std::vector<Key> keys_;  // by hash, then row
+        // For the first key of each hash: where its unclaimed rows may start.
+        std::vector<std::uint32_t> next_;
+        std::vector<bool> claimed_;
+    };
 
     // Update mode.
     void Update();
+    void PrepareRows();
     void ClaimRows();
     // Rows of `section` that no entry claimed; true when any was written.
     bool WriteUnclaimedRows(int section);
@@ -95,8 +124,12 @@ private:
     // Rows written (or dropped) by this run.
     std::vector<bool> rowDone_;
     std::array<bool, 3> sectionSeen_{};
-    // Unclaimed rows of each section, in table order.
-    std::array<std::vector<std::uint32_t>, 3> unclaimed_;
+    // The rows of each section, in table order, until the section's first
+    // "}" has written those that no entry claimed.
+    std::array<std::vector<std::uint32_t>, 3> sectionRows_;
+    RowIndex rowIndex_;
+    // The one pass met a file that needs two.
+    bool restart_ = false;
 };
 
 }  // namespace tolvik

@@ -500,6 +500,19 @@ int CSourceFile::WriteByteAt(std::uint64_t offset, const char* decimalText)
     return static_cast<signed char>(byte);
 }
 
+void CSourceFile::RestartOutput()
+{
+    outputColumn = -1;
+    outputBuffer_.clear();
+    outputText.clear();
+    outputFailed = false;
+    if (sourceInMemory || !HasTempFile())
+        return;
+    DiscardTemp();
+    output_ = CurrentPlatform().CreateTemp(".", "TVK", tempFileName);
+    outputFailed = !output_;
+}
+
 bool CSourceFile::CloseOutput()
 {
     if (!output_)

@@ -112,6 +112,10 @@ protected:
     // In update and write mode, appends what followed an end-of-text byte of
     // the source, if the input ended at one.
     void CopyTailAfterEndOfText();
+    // Throws away what was written so far and starts the output afresh (a new
+    // temporary file for a file source). A new file that cannot be made
+    // fails the run when it ends, as a failed write does.
+    void RestartOutput();
     // Ends the output. False when anything could not be written or synced.
     bool CloseOutput();
     void CloseInput();
