@@ -68,9 +68,10 @@ int LeadingNumber(std::string_view text)
 // The file-name part of `name` without its last extension.
 std::string_view BareNameOf(std::string_view name)
 {
-    const std::size_t separator = name.find_last_of("\\/:");
-    if (separator != std::string_view::npos)
-        name.remove_prefix(separator + 1);
+    std::size_t start = name.size();
+    while (start > 0 && name[start - 1] != '\\' && name[start - 1] != '/' && name[start - 1] != ':')
+        --start;
+    name.remove_prefix(start);
     const std::size_t dot = name.rfind('.');
     return dot == std::string_view::npos ? name : name.substr(0, dot);
 }
@@ -141,11 +142,9 @@ void CMdlFileParser::RowIndex::Build(const CMdlFileParser& parser, std::uint32_t
         const int kind = parser.RowKind(row);
         const CellView name = parser.RowCell(row, 0);
         if (kind >= 1 && kind <= 9 && name)
-            keys_.push_back({KeyHash(kind, *name), row});
+            keys_.push_back(std::uint64_t{KeyHash(kind, *name)} << 32 | row);
     }
-    std::sort(keys_.begin(), keys_.end(), [](const Key& a, const Key& b) {
-        return a.hash != b.hash ? a.hash < b.hash : a.row < b.row;
-    });
+    std::sort(keys_.begin(), keys_.end());
     claimed_.assign(rows, false);
     next_.resize(keys_.size());
     Reset();
@@ -161,18 +160,18 @@ void CMdlFileParser::RowIndex::Reset()
 std::int64_t CMdlFileParser::RowIndex::Claim(int kind, std::string_view name)
 {
     const std::uint32_t hash = KeyHash(kind, name);
-    const auto group =
-        std::lower_bound(keys_.begin(), keys_.end(), hash,
-                         [](const Key& key, std::uint32_t h) { return key.hash < h; });
-    if (group == keys_.end() || group->hash != hash)
+    const auto hashOf = [](std::uint64_t key) { return static_cast<std::uint32_t>(key >> 32); };
+    const auto rowOf = [](std::uint64_t key) { return static_cast<std::uint32_t>(key); };
+    const auto group = std::lower_bound(keys_.begin(), keys_.end(), std::uint64_t{hash} << 32);
+    if (group == keys_.end() || hashOf(*group) != hash)
         return -1;
     // Rows of one key in table order; the cursor passes over those claimed.
     std::uint32_t& cursor = next_[static_cast<std::size_t>(group - keys_.begin())];
-    while (cursor < keys_.size() && keys_[cursor].hash == hash && claimed_[keys_[cursor].row])
+    while (cursor < keys_.size() && hashOf(keys_[cursor]) == hash && claimed_[rowOf(keys_[cursor])])
         ++cursor;
     const std::string_view bare = BareNameOf(name);
-    for (std::size_t i = cursor; i < keys_.size() && keys_[i].hash == hash; ++i) {
-        const std::uint32_t row = keys_[i].row;
+    for (std::size_t i = cursor; i < keys_.size() && hashOf(keys_[i]) == hash; ++i) {
+        const std::uint32_t row = rowOf(keys_[i]);
         if (claimed_[row] || parser_->RowKind(row) != kind ||
             !EqualsNoCase(BareNameOf(*parser_->RowCell(row, 0)), bare))
             continue;
@@ -539,11 +538,19 @@ bool CMdlFileParser::WriteEntryLine(std::string_view name, std::string_view swit
         RefuseCell("NEWLINE", text.empty() ? name : comment);
         return false;
     }
-    WriteAtColumn(name, 0);
-    WriteAtColumn(switches, 0);
-    if (!text.empty())
-        WriteAtColumn("; " + std::string(text), padded ? kCommentColumn : 0);
-    WriteAtColumn("\n", 0);
+    // The line goes out in one piece.
+    std::string& line = lineOut_;
+    line.assign(name);
+    line += switches;
+    if (!text.empty()) {
+        const auto commentColumn = static_cast<std::size_t>(kCommentColumn);
+        if (padded && entryEnd < commentColumn)
+            line.append(commentColumn - entryEnd, ' ');
+        line += "; ";
+        line += text;
+    }
+    line += '\n';
+    WriteAtColumn(line, 0);
     return true;
 }
 

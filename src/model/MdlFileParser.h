@@ -74,12 +74,10 @@ private:
         void Reset();
 
     private:
-        struct Key {
-            std::uint32_t hash;
-            std::uint32_t row;
-        };
         const CMdlFileParser* parser_ = nullptr;
-        std::vector<Key> keys_;  // by hash, then row
+        // Key hash in the high half, row in the low half: sorted, the rows of
+        // one key follow each other in table order.
+        std::vector<std::uint64_t> keys_;
         // For the first key of each hash: where its unclaimed rows may start.
         std::vector<std::uint32_t> next_;
         std::vector<bool> claimed_;
@@ -128,6 +126,8 @@ private:
     // "}" has written those that no entry claimed.
     std::array<std::vector<std::uint32_t>, 3> sectionRows_;
     RowIndex rowIndex_;
+    // The entry line being written.
+    std::string lineOut_;
     // The one pass met a file that needs two.
     bool restart_ = false;
 };
