@@ -78,12 +78,12 @@ std::string_view BareNameOf(std::string_view name)
 
 // What rows and entries are matched by: the kind and the bare name, case
 // ignored. Equal keys give equal hashes.
-std::uint32_t KeyHash(int kind, std::string_view name)
+std::uint32_t KeyHash(int kind, std::string_view bareName)
 {
     std::uint32_t hash = 2166136261u;
     const auto mix = [&hash](unsigned char c) { hash = (hash ^ c) * 16777619u; };
     mix(static_cast<unsigned char>(kind));
-    for (char c : BareNameOf(name))
+    for (char c : bareName)
         mix(static_cast<unsigned char>(UpperChar(c)));
     return hash;
 }
@@ -142,7 +142,7 @@ void CMdlFileParser::RowIndex::Build(const CMdlFileParser& parser, std::uint32_t
         const int kind = parser.RowKind(row);
         const CellView name = parser.RowCell(row, 0);
         if (kind >= 1 && kind <= 9 && name)
-            keys_.push_back(std::uint64_t{KeyHash(kind, *name)} << 32 | row);
+            keys_.push_back(std::uint64_t{KeyHash(kind, BareNameOf(*name))} << 32 | row);
     }
     std::sort(keys_.begin(), keys_.end());
     claimed_.assign(rows, false);
@@ -159,7 +159,8 @@ void CMdlFileParser::RowIndex::Reset()
 
 std::int64_t CMdlFileParser::RowIndex::Claim(int kind, std::string_view name)
 {
-    const std::uint32_t hash = KeyHash(kind, name);
+    const std::string_view bare = BareNameOf(name);
+    const std::uint32_t hash = KeyHash(kind, bare);
     const auto hashOf = [](std::uint64_t key) { return static_cast<std::uint32_t>(key >> 32); };
     const auto rowOf = [](std::uint64_t key) { return static_cast<std::uint32_t>(key); };
     const auto group = std::lower_bound(keys_.begin(), keys_.end(), std::uint64_t{hash} << 32);
@@ -169,7 +170,6 @@ std::int64_t CMdlFileParser::RowIndex::Claim(int kind, std::string_view name)
     std::uint32_t& cursor = next_[static_cast<std::size_t>(group - keys_.begin())];
     while (cursor < keys_.size() && hashOf(keys_[cursor]) == hash && claimed_[rowOf(keys_[cursor])])
         ++cursor;
-    const std::string_view bare = BareNameOf(name);
     for (std::size_t i = cursor; i < keys_.size() && hashOf(keys_[i]) == hash; ++i) {
         const std::uint32_t row = rowOf(keys_[i]);
         if (claimed_[row] || parser_->RowKind(row) != kind ||

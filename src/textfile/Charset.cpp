@@ -60,24 +60,6 @@ void Convert(std::string& text, bool toAnsi)
         CurrentPlatform().AnsiToOem(text);
 }
 
-std::array<char, 256> MakeUpperTable()
-{
-    std::array<char, 256> upper{};
-    for (int i = 0; i < 256; ++i) {
-        int u = i;
-        if ((i >= 'a' && i <= 'z') || (i >= 0xE0 && i <= 0xFE && i != 0xF7))
-            u = i - 0x20;
-        else if (i == 0x9A || i == 0x9C || i == 0x9E)  // s, oe, z with caron/ligature
-            u = i - 0x10;
-        else if (i == 0xFF)  // y with diaeresis
-            u = 0x9F;
-        upper[i] = static_cast<char>(u);
-    }
-    return upper;
-}
-
-const std::array<char, 256> kUpper = MakeUpperTable();
-
 }  // namespace
 
 bool SetCodePages(std::uint32_t oem, std::uint32_t ansi)
@@ -100,11 +82,6 @@ void OemToAnsi(std::string& text)
 void AnsiToOem(std::string& text)
 {
     Convert(text, false);
-}
-
-char UpperChar(char c)
-{
-    return kUpper[static_cast<unsigned char>(c)];
 }
 
 void MakeUpper(std::string& text)

@@ -2,6 +2,8 @@
 // upper-casing, which every platform uses for case-insensitive matching.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -18,7 +20,29 @@ bool SetCodePages(std::uint32_t oem, std::uint32_t ansi);
 void OemToAnsi(std::string& text);
 void AnsiToOem(std::string& text);
 
-char UpperChar(char c);
+namespace detail {
+constexpr std::array<char, 256> MakeUpperTable()
+{
+    std::array<char, 256> upper{};
+    for (int i = 0; i < 256; ++i) {
+        int u = i;
+        if ((i >= 'a' && i <= 'z') || (i >= 0xE0 && i <= 0xFE && i != 0xF7))
+            u = i - 0x20;
+        else if (i == 0x9A || i == 0x9C || i == 0x9E)  // s, oe, z with caron/ligature
+            u = i - 0x10;
+        else if (i == 0xFF)  // y with diaeresis
+            u = 0x9F;
+        upper[static_cast<std::size_t>(i)] = static_cast<char>(u);
+    }
+    return upper;
+}
+inline constexpr std::array<char, 256> kUpperCase = MakeUpperTable();
+}  // namespace detail
+
+inline char UpperChar(char c)
+{
+    return detail::kUpperCase[static_cast<unsigned char>(c)];
+}
 // Upper-cases in place, as Windows-1252 defines upper case.
 void MakeUpper(std::string& text);
 std::string ToUpper(std::string_view text);
