@@ -138,8 +138,11 @@ void CMdlFileParser::RowIndex::Build(const CMdlFileParser& parser, std::uint32_t
 {
     parser_ = &parser;
     keys_.clear();
+    kinds_.assign(rows, 0);
     for (std::uint32_t row = 0; row < rows; ++row) {
         const int kind = parser.RowKind(row);
+        if (kind >= 1 && kind <= 9)
+            kinds_[row] = static_cast<std::int8_t>(kind);
         const CellView name = parser.RowCell(row, 0);
         if (kind >= 1 && kind <= 9 && name)
             keys_.push_back(std::uint64_t{KeyHash(kind, BareNameOf(*name))} << 32 | row);
@@ -172,7 +175,7 @@ std::int64_t CMdlFileParser::RowIndex::Claim(int kind, std::string_view name)
         ++cursor;
     for (std::size_t i = cursor; i < keys_.size() && hashOf(keys_[i]) == hash; ++i) {
         const std::uint32_t row = rowOf(keys_[i]);
-        if (claimed_[row] || parser_->RowKind(row) != kind ||
+        if (claimed_[row] || kinds_[row] != kind ||
             !EqualsNoCase(BareNameOf(*parser_->RowCell(row, 0)), bare))
             continue;
         claimed_[row] = true;
@@ -436,7 +439,7 @@ void CMdlFileParser::RewriteEntry(const Entry& entry, const std::string& before,
     if (claim < 0) {
         // No row for it: the entry stays, in the normal form.
         WriteAtColumn(before, 0);
-        WriteEntryLine(entry.name, entry.switches, entry.comment);
+        WriteEntryLine(entry.name, entry.switches, entry.comment, true);
         return;
     }
     const auto row = static_cast<std::uint32_t>(claim);
@@ -450,12 +453,15 @@ void CMdlFileParser::RewriteEntry(const Entry& entry, const std::string& before,
         return;
     }
     // An empty cell keeps what the file has.
-    const CellView name = RowCell(row, 0);
-    const CellView comment = RowCell(row, 3);
+    const CellView nameCell = RowCell(row, 0);
+    const CellView commentCell = RowCell(row, 3);
+    const std::string_view name = IsEmptyCell(nameCell) ? entry.name : *nameCell;
+    const std::string_view switchesText = IsEmptyCell(switches) ? entry.switches : *switches;
+    const std::string_view comment = IsEmptyCell(commentCell) ? entry.comment : *commentCell;
     WriteAtColumn(before, 0);
-    WriteEntryLine(IsEmptyCell(name) ? std::string_view(entry.name) : *name,
-                   IsEmptyCell(switches) ? std::string_view(entry.switches) : *switches,
-                   IsEmptyCell(comment) ? std::string_view(entry.comment) : *comment);
+    WriteEntryLine(
+        name, switchesText, comment,
+        name == entry.name && switchesText == entry.switches && comment == entry.comment);
 }
 
 bool CMdlFileParser::IsOneWord(std::string_view text) const
@@ -498,9 +504,45 @@ void CMdlFileParser::RefuseCell(std::string_view expected, std::string_view cell
 }
 
 bool CMdlFileParser::WriteEntryLine(std::string_view name, std::string_view switches,
-                                    std::string_view comment)
+                                    std::string_view comment, bool asRead)
 {
     const std::string_view text = TrimCommentEnd(comment);
+    // What was read as an entry reads back as one, unless the default
+    // extension made its name too long for one word.
+    if (!asRead || name.size() > static_cast<std::size_t>(kMaxToken)) {
+        if (!EntryReadsBack(name, switches, comment, text))
+            return false;
+    }
+    // A line is read in pieces of limited length: a longer one would not read
+    // back. The comment column gives way first.
+    const std::size_t start = outputColumn < 0 ? 0 : static_cast<std::size_t>(outputColumn) + 1;
+    const std::size_t entryEnd = start + name.size() + switches.size();
+    const std::size_t commentLength = text.empty() ? 0 : 2 + text.size();
+    const bool padded =
+        std::max<std::size_t>(entryEnd, kCommentColumn) + commentLength <= kLongestLine;
+    if (!padded && entryEnd + commentLength > kLongestLine) {
+        RefuseCell("NEWLINE", text.empty() ? name : comment);
+        return false;
+    }
+    // The line goes out in one piece.
+    std::string& line = lineOut_;
+    line.assign(name);
+    line += switches;
+    if (!text.empty()) {
+        const auto commentColumn = static_cast<std::size_t>(kCommentColumn);
+        if (padded && entryEnd < commentColumn)
+            line.append(commentColumn - entryEnd, ' ');
+        line += "; ";
+        line += text;
+    }
+    line += '\n';
+    WriteAtColumn(line, 0);
+    return true;
+}
+
+bool CMdlFileParser::EntryReadsBack(std::string_view name, std::string_view switches,
+                                    std::string_view comment, std::string_view text)
+{
     // The line must read back as this entry: one word for the name (blanks
     // around it do no harm), "/" and a word for each switch, and a comment
     // that stays on its line.
@@ -527,30 +569,6 @@ bool CMdlFileParser::WriteEntryLine(std::string_view name, std::string_view swit
         RefuseCell("NEWLINE", comment);
         return false;
     }
-    // A line is read in pieces of limited length: a longer one would not read
-    // back. The comment column gives way first.
-    const std::size_t start = outputColumn < 0 ? 0 : static_cast<std::size_t>(outputColumn) + 1;
-    const std::size_t entryEnd = start + name.size() + switches.size();
-    const std::size_t commentLength = text.empty() ? 0 : 2 + text.size();
-    const bool padded =
-        std::max<std::size_t>(entryEnd, kCommentColumn) + commentLength <= kLongestLine;
-    if (!padded && entryEnd + commentLength > kLongestLine) {
-        RefuseCell("NEWLINE", text.empty() ? name : comment);
-        return false;
-    }
-    // The line goes out in one piece.
-    std::string& line = lineOut_;
-    line.assign(name);
-    line += switches;
-    if (!text.empty()) {
-        const auto commentColumn = static_cast<std::size_t>(kCommentColumn);
-        if (padded && entryEnd < commentColumn)
-            line.append(commentColumn - entryEnd, ' ');
-        line += "; ";
-        line += text;
-    }
-    line += '\n';
-    WriteAtColumn(line, 0);
     return true;
 }
 
@@ -581,7 +599,7 @@ void CMdlFileParser::PrepareRows()
     for (auto& sectionRows : sectionRows_)
         sectionRows.clear();
     for (std::uint32_t row = 0; row < rows; ++row) {
-        const int section = SectionOfKind(RowKind(row));
+        const int section = SectionOfKind(rowIndex_.Kind(row));
         if (section >= 0)
             sectionRows_[static_cast<std::size_t>(section)].push_back(row);
     }

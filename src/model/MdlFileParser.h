@@ -70,6 +70,8 @@ private:
         // The row now claimed, or -1 when none is left.
         std::int64_t Claim(int kind, std::string_view name);
         bool IsClaimed(std::uint32_t row) const { return claimed_[row]; }
+        // The row's kind (1 to 9), 0 for any other.
+        int Kind(std::uint32_t row) const { return kinds_[row]; }
         // Every row unclaimed again.
         void Reset();
 
@@ -81,6 +83,7 @@ private:
         // For the first key of each hash: where its unclaimed rows may start.
         std::vector<std::uint32_t> next_;
         std::vector<bool> claimed_;
+        std::vector<std::int8_t> kinds_;
     };
 
     // Update mode.
@@ -97,7 +100,13 @@ private:
     // directly after the switches when the padded line would be too long to
     // read back). A line that would not read back as this entry is not
     // written: the run fails and false is returned.
-    bool WriteEntryLine(std::string_view name, std::string_view switches, std::string_view comment);
+    // `asRead`: the three are the entry's own, as the file has them.
+    bool WriteEntryLine(std::string_view name, std::string_view switches, std::string_view comment,
+                        bool asRead = false);
+    // Whether name, switches and comment (`text` trimmed) read back as an
+    // entry; refuses the cell that would not.
+    bool EntryReadsBack(std::string_view name, std::string_view switches, std::string_view comment,
+                        std::string_view text);
     // Whether `text` reads back as one word.
     bool IsOneWord(std::string_view text) const;
     // What reading `switches` back would miss: "" when they read back as a run
