@@ -129,11 +129,6 @@ int CMdlFileParser::KindOfEntry(int sectionKind, std::string& name)
     return section->sourceKind;
 }
 
-std::string CMdlFileParser::BareName(std::string_view name)
-{
-    return ToUpper(BareNameOf(name));
-}
-
 void CMdlFileParser::RowIndex::Build(const CMdlFileParser& parser, std::uint32_t rows)
 {
     parser_ = &parser;

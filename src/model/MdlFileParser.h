@@ -28,9 +28,6 @@ public:
     // `sectionKind` (1, 2 or 6); `name` gains the default extension when it
     // has none.
     static int KindOfEntry(int sectionKind, std::string& name);
-    // The file-name part of `name` without its last extension, upper-cased:
-    // what an entry and a row are matched by.
-    static std::string BareName(std::string_view name);
     // The section (0 TASK, 1 DPAC, 2 TEXT) a kind code is written in, or -1.
     static int SectionOfKind(int kind);
 
