@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 #include "Charset.h"
@@ -71,20 +72,26 @@ public:
             return false;
         while (text.size() < kMaxLinePiece) {
             if (!inMemory_ && textMode_ && blockPos_ < block_.size()) {
-                // Bytes that need no translation, in bulk.
-                std::size_t end = blockPos_;
+                // Bytes that need no translation, in bulk: up to the line end,
+                // a CR or an end-of-text byte, whichever comes first.
                 const std::size_t limit =
                     std::min(block_.size(), blockPos_ + (kMaxLinePiece - text.size()));
-                while (end < limit) {
-                    const char b = block_[end];
-                    if (b == '\n' || b == '\r' || b == kEndOfText)
+                const char* const from = block_.data() + blockPos_;
+                const std::size_t span = limit - blockPos_;
+                const void* newline = std::memchr(from, '\n', span);
+                std::size_t end =
+                    newline ? static_cast<std::size_t>(static_cast<const char*>(newline) - from)
+                            : span;
+                for (std::size_t i = 0; i < end; ++i) {
+                    if (from[i] == '\r' || from[i] == kEndOfText) {
+                        end = i;
                         break;
-                    ++end;
+                    }
                 }
-                if (end > blockPos_) {
-                    raw.append(block_, blockPos_, end - blockPos_);
-                    text.append(block_, blockPos_, end - blockPos_);
-                    blockPos_ = end;
+                if (end > 0) {
+                    raw.append(from, end);
+                    text.append(from, end);
+                    blockPos_ += end;
                     continue;
                 }
             }
@@ -421,28 +428,55 @@ void CSourceFile::NoteWritten(std::string_view text)
         outputColumn += static_cast<int>(text.size());
 }
 
+namespace {
+// Text of bytes below 0x80 only: every code-page conversion keeps it as it is.
+bool IsPlainAscii(std::string_view text)
+{
+    unsigned char any = 0;
+    for (char c : text)
+        any |= static_cast<unsigned char>(c);
+    return any < 0x80;
+}
+}  // namespace
+
 void CSourceFile::WriteText(std::string_view text)
 {
     if (mode != kUpdate && mode != kWrite)
         return;
     NoteWritten(text);
+    const bool plain = noConversion || IsPlainAscii(text);
     if (sourceInMemory) {
+        if (plain) {
+            outputText += text;
+            return;
+        }
         std::string converted(text);
-        if (!noConversion)
-            AnsiToOem(converted);
+        AnsiToOem(converted);
         outputText += converted;
         return;
     }
-    std::string converted;
-    converted.reserve(text.size() + 8);
-    for (char c : text) {
-        if (c == '\n' && crlf)
-            converted += '\r';
-        converted += c;
-    }
-    if (!noConversion)
+    if (plain) {
+        // Appended as it stands, a CR before each line end in a CR LF file.
+        while (crlf) {
+            const std::size_t newline = text.find('\n');
+            if (newline == std::string_view::npos)
+                break;
+            outputBuffer_.append(text.data(), newline);
+            outputBuffer_ += "\r\n";
+            text.remove_prefix(newline + 1);
+        }
+        outputBuffer_ += text;
+    } else {
+        std::string converted;
+        converted.reserve(text.size() + 8);
+        for (char c : text) {
+            if (c == '\n' && crlf)
+                converted += '\r';
+            converted += c;
+        }
         AnsiToOem(converted);
-    outputBuffer_ += converted;
+        outputBuffer_ += converted;
+    }
     if (outputBuffer_.size() >= kBlockSize) {
         outputFailed |= !output_ || !output_->Write(outputBuffer_.data(), outputBuffer_.size());
         outputBuffer_.clear();
