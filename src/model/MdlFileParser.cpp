@@ -129,34 +129,57 @@ int CMdlFileParser::KindOfEntry(int sectionKind, std::string& name)
     return section->sourceKind;
 }
 
-void CMdlFileParser::RowIndex::Build(const CMdlFileParser& parser, std::uint32_t rows)
+void CMdlFileParser::RowIndex::Start(const CMdlFileParser& parser, std::uint32_t rows)
 {
     parser_ = &parser;
-    keys_.clear();
     kinds_.assign(rows, 0);
     for (std::uint32_t row = 0; row < rows; ++row) {
         const int kind = parser.RowKind(row);
         if (kind >= 1 && kind <= 9)
             kinds_[row] = static_cast<std::int8_t>(kind);
-        const CellView name = parser.RowCell(row, 0);
-        if (kind >= 1 && kind <= 9 && name)
-            keys_.push_back(std::uint64_t{KeyHash(kind, BareNameOf(*name))} << 32 | row);
     }
-    std::sort(keys_.begin(), keys_.end());
     claimed_.assign(rows, false);
-    next_.resize(keys_.size());
-    Reset();
+    inOrder_ = 0;
+    keys_.clear();
+    next_.clear();
+    indexed_ = false;
 }
 
-void CMdlFileParser::RowIndex::Reset()
+bool CMdlFileParser::RowIndex::SameKey(std::uint32_t row, int kind, std::string_view name) const
 {
-    std::fill(claimed_.begin(), claimed_.end(), false);
+    if (kinds_[row] != kind)
+        return false;
+    const std::string_view rowName = *parser_->RowCell(row, 0);
+    return rowName == name || EqualsNoCase(BareNameOf(rowName), BareNameOf(name));
+}
+
+void CMdlFileParser::RowIndex::BuildIndex()
+{
+    for (std::uint32_t row = 0; row < kinds_.size(); ++row) {
+        if (kinds_[row] != 0)
+            keys_.push_back(
+                std::uint64_t{KeyHash(kinds_[row], BareNameOf(*parser_->RowCell(row, 0)))} << 32 |
+                row);
+    }
+    std::sort(keys_.begin(), keys_.end());
+    next_.resize(keys_.size());
     for (std::size_t i = 0; i < keys_.size(); ++i)
         next_[i] = static_cast<std::uint32_t>(i);
+    indexed_ = true;
 }
 
 std::int64_t CMdlFileParser::RowIndex::Claim(int kind, std::string_view name)
 {
+    if (!indexed_) {
+        // While the entries have claimed the first rows one by one, the next
+        // row is the first unclaimed row of every key: when it matches, it is
+        // the claim. A table read from the file and written back stays so.
+        if (inOrder_ < kinds_.size() && SameKey(inOrder_, kind, name)) {
+            claimed_[inOrder_] = true;
+            return inOrder_++;
+        }
+        BuildIndex();
+    }
     const std::string_view bare = BareNameOf(name);
     const std::uint32_t hash = KeyHash(kind, bare);
     const auto hashOf = [](std::uint64_t key) { return static_cast<std::uint32_t>(key >> 32); };
@@ -170,8 +193,7 @@ std::int64_t CMdlFileParser::RowIndex::Claim(int kind, std::string_view name)
         ++cursor;
     for (std::size_t i = cursor; i < keys_.size() && hashOf(keys_[i]) == hash; ++i) {
         const std::uint32_t row = rowOf(keys_[i]);
-        if (claimed_[row] || kinds_[row] != kind ||
-            !EqualsNoCase(BareNameOf(*parser_->RowCell(row, 0)), bare))
+        if (claimed_[row] || !SameKey(row, kind, name))
             continue;
         claimed_[row] = true;
         return row;
@@ -590,7 +612,7 @@ std::uint32_t CMdlFileParser::TableRows() const
 void CMdlFileParser::PrepareRows()
 {
     const std::uint32_t rows = TableRows();
-    rowIndex_.Build(*this, rows);
+    rowIndex_.Start(*this, rows);
     for (auto& sectionRows : sectionRows_)
         sectionRows.clear();
     for (std::uint32_t row = 0; row < rows; ++row) {

@@ -63,24 +63,29 @@ private:
     // of its key not claimed yet, in table order.
     class RowIndex {
     public:
-        void Build(const CMdlFileParser& parser, std::uint32_t rows);
+        void Start(const CMdlFileParser& parser, std::uint32_t rows);
         // The row now claimed, or -1 when none is left.
         std::int64_t Claim(int kind, std::string_view name);
         bool IsClaimed(std::uint32_t row) const { return claimed_[row]; }
         // The row's kind (1 to 9), 0 for any other.
         int Kind(std::uint32_t row) const { return kinds_[row]; }
-        // Every row unclaimed again.
-        void Reset();
 
     private:
+        bool SameKey(std::uint32_t row, int kind, std::string_view name) const;
+        // Sorts the keys of all rows, for claims out of table order.
+        void BuildIndex();
+
         const CMdlFileParser* parser_ = nullptr;
+        std::vector<std::int8_t> kinds_;
+        std::vector<bool> claimed_;
+        // Rows claimed so far, when they are the first ones in table order.
+        std::uint32_t inOrder_ = 0;
+        bool indexed_ = false;
         // Key hash in the high half, row in the low half: sorted, the rows of
         // one key follow each other in table order.
         std::vector<std::uint64_t> keys_;
         // For the first key of each hash: where its unclaimed rows may start.
         std::vector<std::uint32_t> next_;
-        std::vector<bool> claimed_;
-        std::vector<std::int8_t> kinds_;
     };
 
     // Update mode.
