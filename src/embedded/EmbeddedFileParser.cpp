@@ -83,6 +83,8 @@ bool CEmbeddedFileParser::FindMarker(std::string_view word, const std::string& n
         if (IsMarkerLine(word, name))
             return true;
         CopyCurrentLine();
+        if (searchBytes_ && SkipLinesWithout(word))
+            continue;
         NextLine();
     }
 }
@@ -91,6 +93,7 @@ bool CEmbeddedFileParser::Exists()
 {
     if (!fileOpened || mode != kRead)
         return false;
+    searchBytes_ = true;
     const bool found = FindMarker(kStartWord, embeddedName_);
     if (attributes)
         attributes->RemoveAll();
@@ -185,7 +188,7 @@ void CEmbeddedFileParser::KeepTextBeforeMarker()
     if (before.find_first_not_of(" \t\v\f\r") == std::string::npos)
         return;
     // The first line of a file is read as it stands, every other one converted.
-    if (lineNumber == 1)
+    if (lineStartPosition == 0)
         WriteRaw(before);
     else
         WriteText(before);
@@ -266,6 +269,24 @@ bool CEmbeddedFileParser::WritableBlock()
     return true;
 }
 
+void CEmbeddedFileParser::RunAction()
+{
+    switch (action_) {
+        case Action::kReadOut:
+            ReadOut();
+            break;
+        case Action::kRemove:
+            Remove(false);
+            break;
+        case Action::kReplace:
+            Remove(true);
+            break;
+        case Action::kInsert:
+            Insert();
+            break;
+    }
+}
+
 bool CEmbeddedFileParser::Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found)
 {
     BeginRun(list);
@@ -275,19 +296,19 @@ bool CEmbeddedFileParser::Run(std::unique_ptr<CAttributeList>& list, Diagnostic&
             ReportExpected("MODE");  // an action the handler's mode cannot serve
             ReportFailureLocation();
         } else if (reading || action_ == Action::kRemove || WritableBlock()) {
-            switch (action_) {
-                case Action::kReadOut:
-                    ReadOut();
-                    break;
-                case Action::kRemove:
-                    Remove(false);
-                    break;
-                case Action::kReplace:
-                    Remove(true);
-                    break;
-                case Action::kInsert:
-                    Insert();
-                    break;
+            // An update searches the bytes for its marker; a failure is then
+            // found again line by line, so that it names its line.
+            const Diagnostic before = diagnostic;
+            searchBytes_ = !reading;
+            RunAction();
+            if (!parseOk && linesUncounted && RestartInput()) {
+                diagnostic = before;
+                parseOk = true;
+                startLine = 0;
+                previousLineEnded_ = true;
+                searchBytes_ = false;
+                RestartOutput();
+                RunAction();
             }
         }
         if (!reading)

@@ -65,6 +65,7 @@ private:
     void KeepTextBeforeMarker();
     void NextLine();
     void Fail(std::string_view marker, const std::string& name, std::string token);
+    void RunAction();
     void ReadOut();
     void Remove(bool writeNew);
     void Insert();
@@ -75,6 +76,9 @@ private:
     Action action_ = Action::kReadOut;
     int insertAt_ = 0;
     bool previousLineEnded_ = true;
+    // Marker lines are looked for by searching the bytes (see
+    // SkipLinesWithout), not line by line.
+    bool searchBytes_ = false;
 };
 
 // The combined length of a table's two text blocks.

@@ -84,6 +84,22 @@ void AnsiToOem(std::string& text)
     Convert(text, false);
 }
 
+bool ConversionKeepsAsciiApart()
+{
+    std::string bytes(256, '\0');
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = static_cast<char>(i);
+    OemToAnsi(bytes);
+    if (bytes.size() != 256)
+        return false;
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        const bool ascii = static_cast<unsigned char>(bytes[i]) < 0x80;
+        if (i < 0x80 ? bytes[i] != static_cast<char>(i) : ascii)
+            return false;
+    }
+    return true;
+}
+
 void MakeUpper(std::string& text)
 {
     for (char& c : text)

@@ -19,6 +19,9 @@ bool SetCodePages(std::uint32_t oem, std::uint32_t ansi);
 // other, so text read and written back keeps every byte.
 void OemToAnsi(std::string& text);
 void AnsiToOem(std::string& text);
+// Whether the conversion in use keeps every byte below 0x80 as it is and
+// turns no other byte into one: a search for ASCII text may then skip it.
+bool ConversionKeepsAsciiApart();
 
 namespace detail {
 constexpr std::array<char, 256> MakeUpperTable()

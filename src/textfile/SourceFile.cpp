@@ -1,6 +1,7 @@
 #include "SourceFile.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -39,6 +40,59 @@ std::string ExpandTabs(const std::string& line)
     return result;
 }
 }  // namespace
+
+// A word searched for in raw bytes, ASCII letters in either case. A first
+// sweep over fixed-size chunks looks only at where the word's first and last
+// letters could stand (a loop the compiler can run on many bytes at once);
+// only a chunk with such a pair is looked at closely.
+class ByteWord {
+public:
+    explicit ByteWord(std::string_view word) : word_(ToUpper(word)) {}
+
+    // Where the word first starts in `text`, or npos.
+    std::size_t FindIn(std::string_view text) const
+    {
+        const std::size_t m = word_.size();
+        if (m == 0 || text.size() < m)
+            return std::string_view::npos;
+        const auto* bytes = reinterpret_cast<const unsigned char*>(text.data());
+        const unsigned char first = Folded(static_cast<unsigned char>(word_.front()));
+        const unsigned char last = Folded(static_cast<unsigned char>(word_.back()));
+        const std::size_t starts = text.size() - m + 1;
+        constexpr std::size_t kChunk = 32;
+        std::size_t at = 0;
+        for (; at + kChunk <= starts; at += kChunk) {
+            unsigned char pair = 0;
+            for (std::size_t k = 0; k < kChunk; ++k)
+                pair |= static_cast<unsigned char>((Folded(bytes[at + k]) == first) &
+                                                   (Folded(bytes[at + k + m - 1]) == last));
+            if (pair == 0)
+                continue;
+            for (std::size_t k = 0; k < kChunk; ++k)
+                if (StartsAt(text, at + k))
+                    return at + k;
+        }
+        for (; at < starts; ++at)
+            if (StartsAt(text, at))
+                return at;
+        return std::string_view::npos;
+    }
+
+private:
+    // ASCII letters in lower case; some other bytes fold onto them too, which
+    // only makes a chunk be looked at closely.
+    static unsigned char Folded(unsigned char c) { return static_cast<unsigned char>(c | 0x20); }
+
+    bool StartsAt(std::string_view text, std::size_t at) const
+    {
+        for (std::size_t j = 0; j < word_.size(); ++j)
+            if (UpperChar(text[at + j]) != word_[j])
+                return false;
+        return true;
+    }
+
+    std::string word_;
+};
 
 // The one reader seam: a file (buffered, text or binary) or a text in memory.
 class CSourceFile::Input {
@@ -140,6 +194,51 @@ public:
                 return !failed_;
             sink(block_.substr(blockPos_));
             blockPos_ = block_.size();
+        }
+    }
+
+    // Passes over whole lines from the read position (a line start) that hold
+    // neither `word` nor an end-of-text byte, handing their bytes to `sink`,
+    // and stops at the start of the first line that may hold one, at a line
+    // that goes on in the next block, or at the end of the input.
+    template <class Sink>
+    void SkipLinesWithout(const ByteWord& word, Sink&& sink)
+    {
+        if (ended_)
+            return;
+        for (;;) {
+            std::string_view data;
+            if (inMemory_) {
+                data = std::string_view(memory_).substr(memoryPos_);
+            } else {
+                if (blockPos_ >= block_.size() && !Fill())
+                    return;
+                data = block_.substr(blockPos_);
+            }
+            std::size_t stop = word.FindIn(data);
+            const std::size_t before = std::min(stop, data.size());
+            if (const void* end = std::memchr(data.data(), kEndOfText, before))
+                stop = static_cast<std::size_t>(static_cast<const char*>(end) - data.data());
+            std::size_t pass = 0;
+            if (stop != std::string_view::npos) {
+                // Back to the start of that line.
+                const std::size_t newline = data.substr(0, stop).rfind('\n');
+                pass = newline == std::string_view::npos ? 0 : newline + 1;
+            } else {
+                const std::size_t newline = data.rfind('\n');
+                pass = newline == std::string_view::npos ? 0 : newline + 1;
+            }
+            if (pass > 0)
+                sink(data.substr(0, pass));
+            if (inMemory_) {
+                memoryPos_ += pass;
+                return;
+            }
+            blockPos_ += pass;
+            // Found, or a line that goes on in the next block: the
+            // line-by-line reading takes over here.
+            if (stop != std::string_view::npos || blockPos_ < block_.size())
+                return;
         }
     }
 
@@ -374,14 +473,59 @@ bool CSourceFile::SkipToPosition(std::uint64_t position)
     return !endOfInput;
 }
 
+bool CSourceFile::SkipLinesWithout(std::string_view word)
+{
+    if (!input_ || binary || word.empty() || !ConversionKeepsAsciiApart())
+        return false;
+    for (char c : word)
+        if (!((c >= '0' && c <= '9') || (UpperChar(c) >= 'A' && UpperChar(c) <= 'Z')))
+            return false;
+    const bool copy = copyThrough && (mode == kUpdate || mode == kWrite);
+    input_->SkipLinesWithout(ByteWord(word), [&](std::string_view lines) {
+        if (copy)
+            WriteRaw(lines);
+    });
+    linesUncounted = true;
+    ReadLine();
+    return true;
+}
+
+bool CSourceFile::RestartInput()
+{
+    if (!input_ || !input_->Rewind())
+        return false;
+    endOfInput = false;
+    linesUncounted = false;
+    if (sourceInMemory) {
+        lineNumber = 0;
+        ReadLine();
+        return true;
+    }
+    lineStartPosition = input_->Position();
+    if (binary)
+        return true;
+    // As when the file was opened: the first line as it stands.
+    input_->ReadPiece(rawLine_, lineBuffer);
+    endOfInput = rawLine_.empty();
+    lineNumber = 1;
+    cursor = 0;
+    return true;
+}
+
 void CSourceFile::CopyRest()
 {
     if (mode != kUpdate && mode != kWrite)
         return;
-    if (binary) {
+    if (binary || (keepTailAfterEndOfText && !sourceInMemory)) {
+        // The rest as it stands, in blocks: every line and, in a text, what
+        // follows an end-of-text byte (which then is not copied again).
         if (input_)
             outputFailed |= !input_->CopyFrom(input_->Position(),
                                               [this](std::string_view block) { WriteRaw(block); });
+        if (!binary) {
+            tailCopied_ = true;
+            endOfInput = true;
+        }
         return;
     }
     for (;;) {
@@ -396,8 +540,8 @@ void CSourceFile::CopyTailAfterEndOfText()
 {
     // Whatever followed an end-of-text byte is not text, but it is the user's:
     // it follows the rewritten text unchanged.
-    if ((mode == kUpdate || mode == kWrite) && keepTailAfterEndOfText && !binary && input_ &&
-        input_->EndMarker())
+    if ((mode == kUpdate || mode == kWrite) && keepTailAfterEndOfText && !tailCopied_ && !binary &&
+        input_ && input_->EndMarker())
         outputFailed |= !input_->CopyFrom(*input_->EndMarker(),
                                           [this](std::string_view block) { WriteRaw(block); });
 }
@@ -490,6 +634,15 @@ void CSourceFile::WriteRaw(std::string_view bytes)
     NoteWritten(bytes);
     if (sourceInMemory) {
         outputText += bytes;
+        return;
+    }
+    if (bytes.size() >= kBlockSize) {
+        // A large block goes straight to the file, after what waits before it.
+        if (!outputBuffer_.empty()) {
+            outputFailed |= !output_ || !output_->Write(outputBuffer_.data(), outputBuffer_.size());
+            outputBuffer_.clear();
+        }
+        outputFailed |= !output_ || !output_->Write(bytes.data(), bytes.size());
         return;
     }
     outputBuffer_ += bytes;

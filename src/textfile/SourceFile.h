@@ -58,8 +58,18 @@ public:
     // is copied to the output (while copyThrough is set). True when input
     // remains.
     bool SkipToPosition(std::uint64_t position);
-    // Copies every line after the current one to the output.
+    // Copies every line after the current one to the output (in one block
+    // copy where what follows an end-of-text byte is kept too).
     void CopyRest();
+    // Passes over the lines after the current one whose bytes cannot hold
+    // `word` (ASCII letters and digits, case ignored), copying them to the
+    // output as CopyCurrentLine does, by searching the bytes instead of reading
+    // line by line; then reads the next line. Those lines are not counted:
+    // linesUncounted is set. False (nothing done) where a code page could turn
+    // other bytes into the word's.
+    bool SkipLinesWithout(std::string_view word);
+    // Reads the source again from its start, as when it was opened.
+    bool RestartInput();
     // Copies the current line to the output exactly as it stands in the source.
     void CopyCurrentLine();
     // Writes `text` so that it starts at `column` (blanks first when the output
@@ -96,6 +106,9 @@ public:
     // source; a run that makes its file from the table alone clears this.
     bool keepTailAfterEndOfText = true;
     bool noConversion = false;
+    // Lines were passed over without counting them: lineNumber is not the
+    // current line's number.
+    bool linesUncounted = false;
     bool keepBackup;
     bool binary;
     bool fileOpened = false;
@@ -138,6 +151,8 @@ private:
 
     std::unique_ptr<Input> input_;
     std::unique_ptr<PlatformFile> output_;
+    // What followed an end-of-text byte was copied with the rest.
+    bool tailCopied_ = false;
     std::string outputBuffer_;
     std::string rawLine_;
     std::string upperLine_;
