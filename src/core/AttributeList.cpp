@@ -1,7 +1,6 @@
 #include "AttributeList.h"
 
 #include <algorithm>
-#include <limits>
 #include <stdexcept>
 #include <utility>
 
@@ -10,16 +9,15 @@ namespace tolvik {
 namespace {
 // Replaced texts are reclaimed once they outweigh the live ones by this much.
 constexpr std::size_t kGarbageSlack = 1 << 20;
-constexpr std::size_t kLargestBuffer = std::numeric_limits<std::uint32_t>::max();
 }  // namespace
 
 CAttributeList::CAttributeList(std::uint32_t capacity) : capacity_(capacity) {}
 
 CAttributeList::Slot CAttributeList::Store(std::string_view text)
 {
-    if (text.size() > kLargestBuffer - text_.size()) {
+    if (text.size() > kLargestText - text_.size()) {
         Compact();
-        if (text.size() > kLargestBuffer - text_.size())
+        if (text.size() > kLargestText - text_.size())
             throw std::length_error("table text too large");
     }
     const Slot slot{static_cast<std::uint32_t>(text_.size()),
@@ -41,7 +39,7 @@ void CAttributeList::Compact()
     garbage_ = 0;
 }
 
-std::uint32_t CAttributeList::AddAttribute(std::string_view text)
+std::uint32_t CAttributeList::AddAttributeSlowly(std::string_view text)
 {
     if (cells_.size() >= capacity_) {
         // A full list stays full: every refused cell shows the box again.

@@ -58,7 +58,15 @@ public:
     const std::string& SecondText() const { return secondText_; }
 
     // 1 when added; 0 when the list is full, after the overflow box was shown.
-    std::uint32_t AddAttribute(std::string_view text);
+    std::uint32_t AddAttribute(std::string_view text)
+    {
+        if (cells_.size() >= capacity_ || text.size() > kLargestText - text_.size())
+            return AddAttributeSlowly(text);
+        const auto offset = static_cast<std::uint32_t>(text_.size());
+        text_.append(text.data(), text.size());
+        cells_.push_back({offset, static_cast<std::uint32_t>(text.size())});
+        return 1;
+    }
     // `n` copies of `text` (of the empty cell when null); each refused copy shows
     // the overflow box again.
     void AddAttributes(int n, const char* text);
@@ -84,6 +92,9 @@ private:
         std::uint32_t offset;
         std::uint32_t length;
     };
+    // All the cells' texts together stay below 4 GiB.
+    static constexpr std::size_t kLargestText = 0xFFFFFFFFu;
+    std::uint32_t AddAttributeSlowly(std::string_view text);
     std::string_view TextOf(Slot slot) const { return {text_.data() + slot.offset, slot.length}; }
     // Places `text` at the end of the buffer and returns where it went.
     Slot Store(std::string_view text);

@@ -306,7 +306,7 @@ bool CMdlFileParser::ParseCommentLine()
             if (used + lead.size() + text.size() - 1 > kLongestLine)
                 lead.clear();
             if (used + text.size() - 1 > kLongestLine)
-                lead = "\n";
+                lead.assign(1, '\n');
             lead += text;
             WriteAtColumn(lead, 0);
         }

@@ -115,8 +115,10 @@ bool CProfileFileParser::SectionWanted(const std::string& name) const
     return false;
 }
 
-int CProfileFileParser::ParameterColumn(const std::string& name) const
+int CProfileFileParser::ParameterColumn(std::string_view name) const
 {
+    if (everyParameter_)
+        return 1;
     for (std::uint32_t column = 1; column < requestColumns_; ++column) {
         CellView wanted = request_->GetAttribute(0, static_cast<int>(column));
         if (!wanted)
@@ -131,6 +133,10 @@ void CProfileFileParser::ReadFile()
 {
     if (listing_) {
         resultColumns_ = 4;
+        // "*" as the first parameter pattern: every name is wanted there.
+        const CellView first =
+            request_ && requestColumns_ > 1 ? request_->GetAttribute(0, 1) : CellView();
+        everyParameter_ = first && *first == "*";
     } else {
         resultColumns_ = requestColumns_;
         attributes->AddAttributes(static_cast<int>(resultColumns_), nullptr);
@@ -203,7 +209,8 @@ void CProfileFileParser::ReadSection()
     valueOnLine_ = false;
     while (parseOk) {
         if (tokenKind == kWord) {
-            ReadParameter();
+            if (!ReadPlainParameters())
+                ReadParameter();
         } else if (tokenKind == kComment) {
             std::string comment;
             if (!ExpectEndOfLine(&comment, 0))
@@ -260,6 +267,89 @@ void CProfileFileParser::ReadParameter()
     }
     GetToken();
     valueOnLine_ = true;
+}
+
+bool CProfileFileParser::ReadPlainParameters()
+{
+    // The common lines "Name = value" and "Name = value ; comment" of a
+    // listing, one after another, each taken from its line at once: the same
+    // cells, line numbers and next token as token by token, without the
+    // copies. The first line's name is the current token; a line of any other
+    // kind is left to the token by token reading (false when the first is).
+    if (!listing_ || !sectionWanted_ || !request_)
+        return false;
+    std::size_t at = cursor;
+    std::string_view name = tokenText;
+    for (bool first = true;; first = false) {
+        const std::string_view line(lineBuffer);
+        if (!first) {
+            // The name: the line's first token, when it is a word.
+            at = 0;
+            while (at < line.size() && ClassOf(line[at]) == kSpaceChar && line[at] != '\0')
+                ++at;
+            const std::size_t start = at;
+            while (at < line.size() && ClassOf(line[at]) == kWordChar && line[at] != '\0')
+                ++at;
+            name = line.substr(start, at - start);
+        }
+        if (!ReadPlainParameter(line, name, at)) {
+            if (first)
+                return false;
+            GetToken();
+            return true;
+        }
+        ReadLine();
+    }
+}
+
+bool CProfileFileParser::ReadPlainParameter(std::string_view line, std::string_view name,
+                                            std::size_t at)
+{
+    // "= value" and a comment or not after the name, up to the line end.
+    if (name.empty() || line.empty() || line.back() != '\n')
+        return false;
+    while (at < line.size() && ClassOf(line[at]) == kSpaceChar)
+        ++at;
+    if (at >= line.size() || line[at] != '=')
+        return false;
+    const std::size_t valueStart = at + 1;
+    const std::string_view rest = line.substr(valueStart, line.size() - 1 - valueStart);
+    if (rest.find('\0') != std::string_view::npos)
+        return false;
+    const std::size_t semicolon = rest.find(';');
+    const bool commented = semicolon != std::string_view::npos;
+    std::string_view value = commented ? rest.substr(0, semicolon) : rest;
+    if (value.find('"') != std::string_view::npos)
+        return false;  // a quote: a quoted value
+    while (!value.empty() && ClassOf(value.front()) == kSpaceChar)
+        value.remove_prefix(1);
+    while (!value.empty() && ClassOf(value.back()) == kSpaceChar)
+        value.remove_suffix(1);
+    if (ClassOf(value.empty() ? '\0' : value.front()) != kWordChar)
+        return false;
+    std::string_view comment;
+    if (commented) {
+        comment = rest.substr(semicolon + 1);
+        if (!comment.empty() && comment.front() == ' ')
+            comment.remove_prefix(1);
+    }
+    if (ParameterColumn(name) < 0)
+        return false;
+
+    currentRow = attributes->rows++;
+    const auto add = [this](std::string_view cell, std::size_t length) {
+        if (attributes->AddAttribute(cell) && length > longestCell_)
+            longestCell_ = length;
+    };
+    add("P", 1);
+    add(name, name.size());
+    add(value, value.size());
+    if (commented)
+        add(comment, comment.size());
+    else
+        add(kEmptyCell, 0);
+    valueOnLine_ = false;
+    return true;
 }
 
 // The lines after "Name = [" up to a line that starts with "]"; the current

@@ -44,9 +44,13 @@ private:
     void ReadFile();
     void ReadSection();
     void ReadParameter();
+    bool ReadPlainParameters();
+    // One plain parameter line whose name stands before `at`; false (nothing
+    // stored) when the line is of another kind.
+    bool ReadPlainParameter(std::string_view line, std::string_view name, std::size_t at);
     bool ReadBlockValue(std::string& block);
     bool SectionWanted(const std::string& name) const;
-    int ParameterColumn(const std::string& name) const;
+    int ParameterColumn(std::string_view name) const;
     void AddRow(std::uint32_t columns);
     void AddListingRow(const char* kind, const std::string& name);
     void Store(std::uint32_t column, const std::string& text);
@@ -88,6 +92,8 @@ private:
     std::uint32_t resultColumns_ = 0;
     std::size_t longestCell_ = 0;
     bool sectionWanted_ = false;
+    // A listing wants every parameter, in the first column.
+    bool everyParameter_ = false;
     bool valueOnLine_ = false;
 };
 

@@ -1,5 +1,7 @@
 #include "Scanner.h"
 
+#include <algorithm>
+
 namespace tolvik {
 
 CScanner::CScanner(std::string_view source, bool inMemory, int mode_, bool binary_)
@@ -91,24 +93,26 @@ const std::string& CScanner::GetToken(int maxLength, char stop1, char stop2)
 
 void CScanner::ScanDelimited(char stop1, char stop2)
 {
-    std::string value;
-    {
-        // The plain part of the current line in one step; the loop below deals
-        // with line ends and the limit.
-        std::size_t end = cursor;
-        while (end < lineBuffer.size() && lineBuffer[end] != stop1 && lineBuffer[end] != stop2 &&
-               lineBuffer[end] != '\0' && lineBuffer[end] != '\n' &&
-               end - cursor < static_cast<std::size_t>(kMaxToken))
-            ++end;
-        value.assign(lineBuffer, cursor, end - cursor);
-        cursor = end;
-    }
+    std::string& value = delimited_;
+    value.clear();
     for (;;) {
-        char c = CurrentChar();
+        // The plain part of the current line in one step.
+        const std::size_t room = static_cast<std::size_t>(kMaxToken) - value.size();
+        const std::size_t limit = std::min(lineBuffer.size(), cursor + room);
+        std::size_t end = cursor;
+        while (end < limit) {
+            const char c = lineBuffer[end];
+            if (c == stop1 || c == stop2 || c == '\0' || c == '\n')
+                break;
+            ++end;
+        }
+        value.append(lineBuffer, cursor, end - cursor);
+        cursor = end;
+        const char c = CurrentChar();
         if (c == stop1 || c == stop2 || c == '\0' ||
             value.size() >= static_cast<std::size_t>(kMaxToken))
             break;
-        value += GetChar();
+        value += GetChar();  // a line end that does not stop the value: the next line
     }
     if (CurrentChar() == '\0')
         ReadLine();

@@ -65,6 +65,8 @@ protected:
 
 private:
     void ScanDelimited(char stop1, char stop2);
+    // The value a delimited scan collects, kept for the next one.
+    std::string delimited_;
 };
 
 }  // namespace tolvik

@@ -136,11 +136,16 @@ public:
                 std::size_t end =
                     newline ? static_cast<std::size_t>(static_cast<const char*>(newline) - from)
                             : span;
-                for (std::size_t i = 0; i < end; ++i) {
-                    if (from[i] == '\r' || from[i] == kEndOfText) {
-                        end = i;
-                        break;
-                    }
+                if (const void* cr = std::memchr(from, '\r', end))
+                    end = static_cast<std::size_t>(static_cast<const char*>(cr) - from);
+                if (const void* eot = std::memchr(from, kEndOfText, end))
+                    end = static_cast<std::size_t>(static_cast<const char*>(eot) - from);
+                if (newline && from + end == newline) {
+                    // The whole line with its line end.
+                    raw.append(from, end + 1);
+                    text.append(from, end + 1);
+                    blockPos_ += end + 1;
+                    break;
                 }
                 if (end > 0) {
                     raw.append(from, end);
