@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -53,18 +54,17 @@ public:
     std::uint32_t columns = 0;
 
     std::uint32_t Capacity() const { return capacity_; }
-    std::uint32_t Count() const { return static_cast<std::uint32_t>(cells_.size()); }
+    std::uint32_t Count() const { return static_cast<std::uint32_t>(cells_.Size()); }
     const std::string& FirstText() const { return firstText_; }
     const std::string& SecondText() const { return secondText_; }
 
     // 1 when added; 0 when the list is full, after the overflow box was shown.
     std::uint32_t AddAttribute(std::string_view text)
     {
-        if (cells_.size() >= capacity_ || text.size() > kLargestText - text_.size())
-            return AddAttributeSlowly(text);
-        const auto offset = static_cast<std::uint32_t>(text_.size());
-        text_.append(text.data(), text.size());
-        cells_.push_back({offset, static_cast<std::uint32_t>(text.size())});
+        if (cells_.Size() >= capacity_)
+            return RefuseCell();
+        const Slot slot = Store(text);
+        cells_.PushBack(slot);
         return 1;
     }
     // `n` copies of `text` (of the empty cell when null); each refused copy shows
@@ -88,23 +88,88 @@ public:
     void RemoveAll();
 
 private:
+    // Where a cell's text stands in the texts' blocks, and how long it is.
     struct Slot {
         std::uint32_t offset;
         std::uint32_t length;
     };
-    // All the cells' texts together stay below 4 GiB.
-    static constexpr std::size_t kLargestText = 0xFFFFFFFFu;
-    std::uint32_t AddAttributeSlowly(std::string_view text);
-    std::string_view TextOf(Slot slot) const { return {text_.data() + slot.offset, slot.length}; }
-    // Places `text` at the end of the buffer and returns where it went.
-    Slot Store(std::string_view text);
-    // Rewrites the buffer with the live texts only.
+
+    // The cells in blocks of 64 KiB that never move once full (the first one
+    // grows up to that size): a large table grows without copying itself.
+    class Slots {
+    public:
+        std::size_t Size() const { return size_; }
+        Slot& operator[](std::size_t i) { return blocks_[i >> kShift][i & kMask]; }
+        const Slot& operator[](std::size_t i) const { return blocks_[i >> kShift][i & kMask]; }
+        void PushBack(Slot slot)
+        {
+            if (size_ == capacity_)
+                Grow();
+            (*this)[size_++] = slot;
+        }
+        // Keeps the first `size` cells.
+        void Shrink(std::size_t size);
+        void Clear();
+
+    private:
+        static constexpr std::size_t kShift = 13;
+        static constexpr std::size_t kMask = (std::size_t{1} << kShift) - 1;
+        void Grow();
+        std::vector<std::unique_ptr<Slot[]>> blocks_;
+        std::size_t size_ = 0;
+        std::size_t capacity_ = 0;
+    };
+
+    // The cells' texts, one after another in blocks of 64 KiB (a longer text
+    // has a run of blocks to itself). A text never moves while the table
+    // grows; offset >> 16 is its block.
+    class Texts {
+    public:
+        const char* At(std::uint32_t offset) const
+        {
+            return bases_[offset >> kShift] + (offset & kMask);
+        }
+        char* At(std::uint32_t offset) { return bases_[offset >> kShift] + (offset & kMask); }
+        // Where the next text would start.
+        std::uint64_t End() const { return end_; }
+        // Bytes free after End() in its block.
+        std::size_t Room() const { return static_cast<std::size_t>(capacity_ - end_); }
+        // Stores `text` in one piece and gives its offset; `wasted` grows by
+        // the bytes left unused at the end of a full block.
+        std::uint32_t Append(std::string_view text, std::size_t& wasted);
+        // The text at the end grows by `text` where it stands (Room() allows).
+        void Extend(std::string_view text);
+        void Clear();
+
+    private:
+        static constexpr std::uint32_t kShift = 16;
+        static constexpr std::uint32_t kMask = (1u << kShift) - 1;
+        std::vector<std::unique_ptr<char[]>> owned_;
+        std::vector<char*> bases_;
+        std::uint64_t end_ = 0;
+        std::uint64_t capacity_ = 0;
+    };
+
+    std::uint32_t RefuseCell();
+    Slot Store(std::string_view text)
+    {
+        if (text.empty())
+            return Slot{0, 0};
+        return Slot{texts_.Append(text, garbage_), static_cast<std::uint32_t>(text.size())};
+    }
+    std::string_view TextOf(Slot slot) const
+    {
+        return slot.length == 0 ? std::string_view()
+                                : std::string_view(texts_.At(slot.offset), slot.length);
+    }
+    // Rewrites the texts with the live ones only, when enough are dead.
+    void ReclaimIfWorthIt();
     void Compact();
 
     std::uint32_t capacity_;
-    std::vector<Slot> cells_;
-    std::string text_;
-    // Bytes of text_ that no cell uses any more.
+    Slots cells_;
+    Texts texts_;
+    // Bytes of texts_ that no cell uses any more.
     std::size_t garbage_ = 0;
     std::string firstText_;
     std::string secondText_;
