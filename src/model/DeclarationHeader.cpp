@@ -9,6 +9,10 @@ namespace tolvik {
 
 namespace {
 
+constexpr std::array<std::string_view, kAttributeColumns> kColumnNames = {
+    "",    "Name", "",        "PLA",   "ELA",   "LN",    "Pages", "Cycle",
+    "PRI", "$BUF", "BlkSize", "Def_L", "Def_X", "Def_I", "Def_R"};
+
 enum Attribute : int {
     kNoAttribute = -1,
     kName,
@@ -520,6 +524,83 @@ const CDeclarationHeaderParser::KindGrammar& CDeclarationHeaderParser::Grammar(i
         {"TEXT", "", kTextBit, "NAME, PLA, ELA, /, Comment"},
     }};
     return grammars[static_cast<std::size_t>(index)];
+}
+
+std::string_view CDeclarationHeaderParser::ColumnName(int column)
+{
+    return column >= 0 && column < kAttributeColumns ? kColumnNames[column] : std::string_view();
+}
+
+void CDeclarationHeaderParser::StoreAttribute(int column, std::string_view text)
+{
+    if (mode == kRead) {
+        if (column >= 0 && column < kAttributeColumns)
+            SetCell(column, text);
+        return;
+    }
+    if (mode != kUpdate)
+        return;
+    if (column == -1) {
+        WriteAtColumn(text, 0);
+        return;
+    }
+    if (column < 0 || column >= kAttributeColumns)
+        return;
+    const CellView cell = Cell(column);
+    if (!cell)
+        return;
+    if (*cell == kEmptyCell) {
+        // No new value: the file's own value goes back, in the normal form.
+        attributeEmitted = true;
+        std::string line = "  ";
+        if (!ColumnName(column).empty()) {
+            line += ColumnName(column);
+            line += " = ";
+        }
+        line += text;
+        WriteAtColumn(line, 0);
+        return;
+    }
+    // A new value comes out here only when nothing was written on this line
+    // yet; otherwise FlushRemaining writes it before the closing brace.
+    if (!attributeEmitted && FlushAttribute(column))
+        attributeEmitted = true;
+}
+
+bool CDeclarationHeaderParser::FlushAttribute(int column)
+{
+    if (column < 1 || column >= kAttributeColumns)
+        return false;
+    const CellView cell = Cell(column);
+    if (!cell || *cell == kDeleteMark || *cell == kEmptyCell)
+        return false;
+    std::string line = "  ";
+    if (!ColumnName(column).empty()) {
+        line += ColumnName(column);
+        line += " = ";
+    }
+    line += *cell;
+    WriteAtColumn(line, 0);
+    SetCell(column, kEmptyCell);
+    return true;
+}
+
+void CDeclarationHeaderParser::FlushRemaining()
+{
+    for (int column = 1; column < kAttributeColumns; ++column) {
+        const CellView cell = Cell(column);
+        if (!cell || *cell == kDeleteMark || *cell == kEmptyCell)
+            continue;
+        std::string line = "  ";
+        if (!ColumnName(column).empty()) {
+            line += ColumnName(column);
+            line += " = ";
+        }
+        line += *cell;
+        line += '\n';
+        WriteAtColumn(line, 0);
+        SetCell(column, kEmptyCell);
+    }
 }
 
 }  // namespace tolvik

@@ -43,6 +43,9 @@ enum DeclarationColumn : int {
     kDefRColumn = 14,
 };
 
+// Columns of a declaration's attributes.
+inline constexpr int kAttributeColumns = 15;
+
 class CDeclarationHeaderParser : public CSourceParser {
 public:
     // Sets the character classes of a declaration: "\n", "/", "=", "{" and "}"
@@ -67,6 +70,21 @@ public:
     // The text a cycle byte of a compiled module reads as: "500 ms", "2 s",
     // "1.5 s".
     static std::string CycleText(int cycleByte);
+    // The name a column's value is written under ("" for none).
+    static std::string_view ColumnName(int column);
+
+    // Read mode: puts `text` into `column` of the current row. Update mode:
+    // writes the attribute back (column -1: `text` as it stands), from the file
+    // or from the table as the cell asks.
+    void StoreAttribute(int column, std::string_view text);
+    // Writes the table's new value of `column` (not for 0x08 or an empty cell)
+    // and marks the cell as written. True when something was written.
+    bool FlushAttribute(int column);
+    // Writes every new value not written yet, one line each.
+    void FlushRemaining();
+
+    int declarationKind = 0;
+    bool attributeEmitted = false;
 
 protected:
     // Update mode: called once the keyword has been taken, with the token after

@@ -248,7 +248,7 @@ void CTaskStubParser::ParseDeclaration()
     if (reading) {
         attributes->AddAttributes(static_cast<int>(kTaskStubColumns), nullptr);
         currentRow = attributes->Count() / kTaskStubColumns - 1;
-        StoreAttribute(0, tokenText);
+        SetCell(0, tokenText);
     }
     GetToken();
     if (tokenKind != kWord) {
@@ -256,7 +256,7 @@ void CTaskStubParser::ParseDeclaration()
         return;
     }
     if (reading) {
-        StoreAttribute(1, tokenText);
+        SetCell(1, tokenText);
     } else {
         const std::int32_t row = FindRowByName(tokenText);
         if (row < 0) {
@@ -308,15 +308,15 @@ void CTaskStubParser::ParseDeclaration()
             GetToken();
         }
         if (reading)
-            StoreAttribute(2, values);
+            SetCell(2, values);
     }
     if (tokenKind == kComment) {
         std::string comment;
         if (ExpectEndOfLine(&comment, 0) && reading)
-            StoreAttribute(3, comment);
+            SetCell(3, comment);
     } else if (AtNewline()) {
         if (reading)
-            StoreAttribute(3, "");
+            SetCell(3, "");
         GetToken();
     } else {
         ReportExpected("Comment, Newline");

@@ -1,17 +1,11 @@
 #include "SourceParser.h"
 
-#include <array>
-
 #include "Charset.h"
 #include "Platform.h"
 
 namespace tolvik {
 
 namespace {
-
-constexpr std::array<std::string_view, kAttributeColumns> kColumnNames = {
-    "",    "Name", "",        "PLA",   "ELA",   "LN",    "Pages", "Cycle",
-    "PRI", "$BUF", "BlkSize", "Def_L", "Def_X", "Def_I", "Def_R"};
 
 bool IsPathSeparator(char c)
 {
@@ -43,11 +37,6 @@ CSourceParser::CSourceParser(std::string_view source, bool inMemory, int mode_, 
         ownList_ = std::make_unique<CAttributeList>(kTableCapacity);
         attributes = ownList_.get();
     }
-}
-
-std::string_view CSourceParser::ColumnName(int column)
-{
-    return column >= 0 && column < kAttributeColumns ? kColumnNames[column] : std::string_view();
 }
 
 std::string CSourceParser::BackupName(const std::string& fileName)
@@ -116,78 +105,6 @@ void CSourceParser::SetCell(int column, std::string_view text)
     const std::uint64_t index = std::uint64_t{attributes->columns} * currentRow + column;
     if (index <= 0xFFFFFFFFu)
         attributes->SetAttribute(static_cast<std::uint32_t>(index), text);
-}
-
-void CSourceParser::StoreAttribute(int column, std::string_view text)
-{
-    if (mode == kRead) {
-        if (column >= 0 && column < kAttributeColumns)
-            SetCell(column, text);
-        return;
-    }
-    if (mode != kUpdate)
-        return;
-    if (column == -1) {
-        WriteAtColumn(text, 0);
-        return;
-    }
-    if (column < 0 || column >= kAttributeColumns)
-        return;
-    const CellView cell = Cell(column);
-    if (!cell)
-        return;
-    if (*cell == kEmptyCell) {
-        // No new value: the file's own value goes back, in the normal form.
-        attributeEmitted = true;
-        std::string line = "  ";
-        if (!ColumnName(column).empty()) {
-            line += ColumnName(column);
-            line += " = ";
-        }
-        line += text;
-        WriteAtColumn(line, 0);
-        return;
-    }
-    // A new value comes out here only when nothing was written on this line
-    // yet; otherwise FlushRemaining writes it before the closing brace.
-    if (!attributeEmitted && FlushAttribute(column))
-        attributeEmitted = true;
-}
-
-bool CSourceParser::FlushAttribute(int column)
-{
-    if (column < 1 || column >= kAttributeColumns)
-        return false;
-    const CellView cell = Cell(column);
-    if (!cell || *cell == kDeleteMark || *cell == kEmptyCell)
-        return false;
-    std::string line = "  ";
-    if (!ColumnName(column).empty()) {
-        line += ColumnName(column);
-        line += " = ";
-    }
-    line += *cell;
-    WriteAtColumn(line, 0);
-    SetCell(column, kEmptyCell);
-    return true;
-}
-
-void CSourceParser::FlushRemaining()
-{
-    for (int column = 1; column < kAttributeColumns; ++column) {
-        const CellView cell = Cell(column);
-        if (!cell || *cell == kDeleteMark || *cell == kEmptyCell)
-            continue;
-        std::string line = "  ";
-        if (!ColumnName(column).empty()) {
-            line += ColumnName(column);
-            line += " = ";
-        }
-        line += *cell;
-        line += '\n';
-        WriteAtColumn(line, 0);
-        SetCell(column, kEmptyCell);
-    }
 }
 
 void CSourceParser::BeginRun(std::unique_ptr<CAttributeList>& list)

@@ -1,8 +1,8 @@
 // CSourceParser: the base of every file-kind handler. It joins the source file
 // and the scanner with the table of cells, and supplies what all grammars
 // share: the parse-is-good flag and message buffer, the end-of-line and "/"
-// checks, the column-wise store of attribute values in update mode, and the
-// finishing step that puts a rewritten file in place of the source.
+// checks, the cells of the current row, and the finishing step that puts a
+// rewritten file in place of the source.
 #pragma once
 
 #include <memory>
@@ -14,8 +14,6 @@
 
 namespace tolvik {
 
-// Columns of a declaration's attributes.
-inline constexpr int kAttributeColumns = 15;
 // What a comment must be followed by.
 inline constexpr std::string_view kExpectNewline = "NEWLINE";
 
@@ -31,8 +29,6 @@ public:
     // True when the file was opened and everything succeeded.
     virtual bool Run(std::unique_ptr<CAttributeList>& list, Diagnostic& found) = 0;
 
-    // The name a column's value is written under ("" for none).
-    static std::string_view ColumnName(int column);
     // The name of the backup kept for `fileName` (its extension replaced by
     // ".BAK").
     static std::string BackupName(const std::string& fileName);
@@ -52,15 +48,6 @@ public:
     // becomes current.
     bool ExpectSlashWord(std::string& out);
 
-    // Read mode: puts `text` into `column` of the current row. Update mode:
-    // writes the attribute back (column -1: `text` as it stands), from the file
-    // or from the table as the cell asks.
-    void StoreAttribute(int column, std::string_view text);
-    // Writes the table's new value of `column` (not for 0x08 or an empty cell)
-    // and marks the cell as written. True when something was written.
-    bool FlushAttribute(int column);
-    // Writes every new value not written yet, one line each.
-    void FlushRemaining();
     // Ends an update or write run: on success the rewritten text replaces the
     // source (the old file kept as ".BAK" when keepBackup is set); on failure
     // the source stays as it was and the temporary file is removed.
@@ -68,8 +55,6 @@ public:
 
     CAttributeList* attributes = nullptr;
     bool parseOk = true;
-    int declarationKind = 0;
-    bool attributeEmitted = false;
     // The row that StoreAttribute and the flush operations work on.
     std::uint32_t currentRow = 0;
 
