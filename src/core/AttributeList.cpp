@@ -50,10 +50,10 @@ void CAttributeList::Slots::Clear()
     capacity_ = 0;
 }
 
-std::uint32_t CAttributeList::Texts::Append(std::string_view text, std::size_t& wasted)
+std::uint32_t CAttributeList::Texts::AppendInNewSpace(std::string_view text, std::size_t& wasted)
 {
     constexpr std::uint64_t kBlock = std::uint64_t{kMask} + 1;
-    if (text.size() > Room()) {
+    {
         if (bases_.size() == 1 && capacity_ < kBlock && end_ + text.size() <= kBlock) {
             // The first block doubles until it is a whole block (texts in it
             // move: a lent text lasts only until the table changes).

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -136,12 +137,22 @@ private:
         std::size_t Room() const { return static_cast<std::size_t>(capacity_ - end_); }
         // Stores `text` in one piece and gives its offset; `wasted` grows by
         // the bytes left unused at the end of a full block.
-        std::uint32_t Append(std::string_view text, std::size_t& wasted);
+        std::uint32_t Append(std::string_view text, std::size_t& wasted)
+        {
+            if (text.size() > Room() || text.empty())
+                return text.empty() ? 0 : AppendInNewSpace(text, wasted);
+            // The room lies past every stored text: `text` cannot overlap it.
+            const auto offset = static_cast<std::uint32_t>(end_);
+            std::memcpy(At(offset), text.data(), text.size());
+            end_ += text.size();
+            return offset;
+        }
         // The text at the end grows by `text` where it stands (Room() allows).
         void Extend(std::string_view text);
         void Clear();
 
     private:
+        std::uint32_t AppendInNewSpace(std::string_view text, std::size_t& wasted);
         static constexpr std::uint32_t kShift = 16;
         static constexpr std::uint32_t kMask = (1u << kShift) - 1;
         std::vector<std::unique_ptr<char[]>> owned_;
