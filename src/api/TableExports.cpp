@@ -128,7 +128,8 @@ TOLVIK_API int32_t TOLVIK_CALL IntpGetAttrValue(uint32_t* handle, uint16_t* row,
                 *length = 3;
             return kFalse;
         }
-        std::memcpy(value, cell.data(), cell.size());
+        if (!cell.empty())
+            std::memcpy(value, cell.data(), cell.size());
         value[cell.size()] = '\0';
         if (length)
             *length = static_cast<std::uint16_t>(cell.size());
