@@ -58,8 +58,10 @@ public:
     // is copied to the output (while copyThrough is set). True when input
     // remains.
     bool SkipToPosition(std::uint64_t position);
-    // Copies every line after the current one to the output (in one block
-    // copy where what follows an end-of-text byte is kept too).
+    // Copies every line after the current one to the output. Where what
+    // follows an end-of-text byte is kept too, the rest goes in blocks as it
+    // stands and its lines are not counted: nothing may be read or reported
+    // by line number after it.
     void CopyRest();
     // Passes over the lines after the current one whose bytes cannot hold
     // `word` (ASCII letters and digits, case ignored), copying them to the
