@@ -480,7 +480,11 @@ bool CSourceFile::SkipToPosition(std::uint64_t position)
 
 bool CSourceFile::SkipLinesWithout(std::string_view word)
 {
-    if (!input_ || binary || word.empty() || !ConversionKeepsAsciiApart())
+    if (!input_ || binary || word.empty())
+        return false;
+    if (!asciiKeptApart_)
+        asciiKeptApart_ = ConversionKeepsAsciiApart();  // asked once a run
+    if (!*asciiKeptApart_)
         return false;
     for (char c : word)
         if (!((c >= '0' && c <= '9') || (UpperChar(c) >= 'A' && UpperChar(c) <= 'Z')))

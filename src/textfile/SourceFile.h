@@ -155,6 +155,8 @@ private:
     std::unique_ptr<PlatformFile> output_;
     // What followed an end-of-text byte was copied with the rest.
     bool tailCopied_ = false;
+    // Whether the conversion in use lets a byte search find ASCII words.
+    std::optional<bool> asciiKeptApart_;
     std::string outputBuffer_;
     std::string rawLine_;
     std::string upperLine_;
