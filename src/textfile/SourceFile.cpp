@@ -64,8 +64,9 @@ public:
         for (; at + kChunk <= starts; at += kChunk) {
             unsigned char pair = 0;
             for (std::size_t k = 0; k < kChunk; ++k)
-                pair |= static_cast<unsigned char>((Folded(bytes[at + k]) == first) &
-                                                   (Folded(bytes[at + k + m - 1]) == last));
+                pair |= static_cast<unsigned char>(
+                    static_cast<unsigned>(Folded(bytes[at + k]) == first) &
+                    static_cast<unsigned>(Folded(bytes[at + k + m - 1]) == last));
             if (pair == 0)
                 continue;
             for (std::size_t k = 0; k < kChunk; ++k)
