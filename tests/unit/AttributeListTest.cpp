@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -95,6 +96,55 @@ TEST_F(AttributeList, AddTextFillsTwoBlocksBelow32000)
     EXPECT_EQ(list.AddText("d"), 0u);
     EXPECT_EQ(list.SecondText().size(), 31999u);
     EXPECT_TRUE(boxes.List().empty());
+}
+
+// Cells and their texts live in blocks; whatever is added, replaced, grown
+// or removed, in whatever sizes (up to texts longer than a block, and enough
+// replacements to reclaim the dead texts), each cell reads as a plain list of
+// strings says it should.
+TEST_F(AttributeList, CellsReadAsAPlainListOfStringsWouldHoldThem)
+{
+    for (unsigned seed = 0; seed < 4; ++seed) {
+        std::mt19937 random(seed);
+        const auto pick = [&](std::size_t n) { return static_cast<std::size_t>(random() % n); };
+        const auto text = [&] {
+            static const std::size_t sizes[] = {0, 1, 7, 40, 1000, 70000, 200000};
+            std::string t(sizes[pick(seed % 2 == 0 ? 5 : 7)], '\0');
+            for (char& c : t)
+                c = static_cast<char>('a' + pick(26));
+            return t;
+        };
+        CAttributeList list(20000);
+        list.columns = 2;
+        std::vector<std::string> model;
+        for (int step = 0; step < 1200; ++step) {
+            const std::size_t action = model.empty() ? 0 : pick(10);
+            if (action < 4 && model.size() < 20000) {
+                model.push_back(text());
+                ASSERT_EQ(list.AddAttribute(model.back()), 1u);
+            } else if (action < 7) {
+                const std::size_t i = pick(model.size());
+                model[i] = text();
+                list.SetAttribute(static_cast<std::uint32_t>(i), model[i]);
+            } else if (action < 9) {
+                const std::size_t i = pick(model.size());
+                const std::string more = text().substr(0, 50);
+                model[i] += more;
+                list.AppendToAttribute(static_cast<std::uint32_t>(i), more);
+            } else {
+                list.rows = static_cast<std::uint32_t>(model.size() / 2);
+                const std::size_t row = pick(list.rows + 1);
+                if (row < list.rows)
+                    model.erase(model.begin() + static_cast<std::ptrdiff_t>(2 * row),
+                                model.begin() + static_cast<std::ptrdiff_t>(2 * row + 2));
+                list.RemoveRow(static_cast<std::uint32_t>(row));
+            }
+        }
+        ASSERT_EQ(list.Count(), model.size()) << "seed " << seed;
+        for (std::size_t i = 0; i < model.size(); ++i)
+            ASSERT_EQ(*list.GetAttribute(static_cast<int>(i), -1), model[i])
+                << "seed " << seed << ", cell " << i;
+    }
 }
 
 }  // namespace
