@@ -94,17 +94,6 @@ void CProfileFileParser::AddRow(std::uint32_t columns)
     currentRow = attributes->rows++;
 }
 
-void CProfileFileParser::AddListingRow(const char* kind, const std::string& name)
-{
-    // The same as a row of empty cells and two stores, without the lookups.
-    currentRow = attributes->rows++;
-    if (attributes->AddAttribute(kind) && longestCell_ < 1)
-        longestCell_ = 1;
-    if (attributes->AddAttribute(name) && name.size() > longestCell_)
-        longestCell_ = name.size();
-    attributes->AddAttributes(2, nullptr);
-}
-
 bool CProfileFileParser::SectionWanted(const std::string& name) const
 {
     for (std::uint32_t row = 1; row < requestRows_; ++row) {
@@ -321,10 +310,7 @@ bool CProfileFileParser::ReadPlainParameter(std::string_view line, std::string_v
     std::string_view value = commented ? rest.substr(0, semicolon) : rest;
     if (value.find('"') != std::string_view::npos)
         return false;  // a quote: a quoted value
-    while (!value.empty() && ClassOf(value.front()) == kSpaceChar)
-        value.remove_prefix(1);
-    while (!value.empty() && ClassOf(value.back()) == kSpaceChar)
-        value.remove_suffix(1);
+    value = TrimDelimited(value);
     if (ClassOf(value.empty() ? '\0' : value.front()) != kWordChar)
         return false;
     std::string_view comment;
@@ -336,18 +322,7 @@ bool CProfileFileParser::ReadPlainParameter(std::string_view line, std::string_v
     if (ParameterColumn(name) < 0)
         return false;
 
-    currentRow = attributes->rows++;
-    const auto add = [this](std::string_view cell, std::size_t length) {
-        if (attributes->AddAttribute(cell) && length > longestCell_)
-            longestCell_ = length;
-    };
-    add("P", 1);
-    add(name, name.size());
-    add(value, value.size());
-    if (commented)
-        add(comment, comment.size());
-    else
-        add(kEmptyCell, 0);
+    AddListingRow("P", name, value, commented ? comment : std::string_view(kEmptyCell));
     valueOnLine_ = false;
     return true;
 }

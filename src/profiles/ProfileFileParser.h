@@ -52,7 +52,17 @@ private:
     bool SectionWanted(const std::string& name) const;
     int ParameterColumn(std::string_view name) const;
     void AddRow(std::uint32_t columns);
-    void AddListingRow(const char* kind, const std::string& name);
+    // A listing row: the same as a row of empty cells and the stores, without
+    // the lookups. An empty cell is one byte, as long as the kind before it: it
+    // never raises the longest cell.
+    void AddListingRow(std::string_view kind, std::string_view name,
+                       std::string_view value = kEmptyCell, std::string_view comment = kEmptyCell)
+    {
+        currentRow = attributes->rows++;
+        for (const std::string_view cell : {kind, name, value, comment})
+            if (attributes->AddAttribute(cell) && cell.size() > longestCell_)
+                longestCell_ = cell.size();
+    }
     void Store(std::uint32_t column, const std::string& text);
 
     // Writing.

@@ -121,19 +121,4 @@ void CScanner::ScanDelimited(char stop1, char stop2)
     tokenKind = static_cast<int>(ClassOf(tokenText.empty() ? '\0' : tokenText[0]));
 }
 
-std::string_view CScanner::TrimDelimited(std::string_view text) const
-{
-    std::size_t begin = 0;
-    std::size_t end = text.size();
-    while (begin < end && ClassOf(text[begin]) == kSpaceChar)
-        ++begin;
-    if (begin < end && ClassOf(text[begin]) == kQuoteChar)
-        ++begin;
-    while (end > begin && ClassOf(text[end - 1]) == kSpaceChar)
-        --end;
-    if (end > begin && ClassOf(text[end - 1]) == kQuoteChar)
-        --end;
-    return text.substr(begin, end - begin);
-}
-
 }  // namespace tolvik

@@ -61,7 +61,20 @@ protected:
     std::uint32_t ClassOf(char c) const { return charClass[static_cast<unsigned char>(c)]; }
     // `text` as a delimited scan gives it: blanks, then one quote, cut at each
     // end.
-    std::string_view TrimDelimited(std::string_view text) const;
+    std::string_view TrimDelimited(std::string_view text) const
+    {
+        std::size_t begin = 0;
+        std::size_t end = text.size();
+        while (begin < end && ClassOf(text[begin]) == kSpaceChar)
+            ++begin;
+        if (begin < end && ClassOf(text[begin]) == kQuoteChar)
+            ++begin;
+        while (end > begin && ClassOf(text[end - 1]) == kSpaceChar)
+            --end;
+        if (end > begin && ClassOf(text[end - 1]) == kQuoteChar)
+            --end;
+        return text.substr(begin, end - begin);
+    }
 
 private:
     void ScanDelimited(char stop1, char stop2);

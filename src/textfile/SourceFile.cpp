@@ -381,14 +381,18 @@ void CSourceFile::OpenInput(std::unique_ptr<PlatformFile> file)
     input_ = std::make_unique<Input>(std::move(file), !binary);
     fileOpened = true;
     status = kOpened;
+    ReadFirstLine();
+}
+
+void CSourceFile::ReadFirstLine()
+{
     lineStartPosition = input_->Position();
     if (binary)
         return;
     // The first line of a file is taken as it stands: neither converted nor
     // tab-expanded. Hosts have always seen it so; keep it.
     input_->ReadPiece(rawLine_, lineBuffer);
-    if (rawLine_.empty())
-        endOfInput = true;
+    endOfInput = rawLine_.empty();
     crlf = rawLine_.size() >= 2 && rawLine_.compare(rawLine_.size() - 2, 2, "\r\n") == 0;
 #if defined(_WIN32)
     if (rawLine_.find('\n') == std::string::npos)
@@ -511,14 +515,7 @@ bool CSourceFile::RestartInput()
         ReadLine();
         return true;
     }
-    lineStartPosition = input_->Position();
-    if (binary)
-        return true;
-    // As when the file was opened: the first line as it stands.
-    input_->ReadPiece(rawLine_, lineBuffer);
-    endOfInput = rawLine_.empty();
-    lineNumber = 1;
-    cursor = 0;
+    ReadFirstLine();  // as when the file was opened
     return true;
 }
 
@@ -632,8 +629,7 @@ void CSourceFile::WriteText(std::string_view text)
         outputBuffer_ += converted;
     }
     if (outputBuffer_.size() >= kBlockSize) {
-        outputFailed |= !output_ || !output_->Write(outputBuffer_.data(), outputBuffer_.size());
-        outputBuffer_.clear();
+        FlushOutputBuffer();
     }
 }
 
@@ -648,17 +644,13 @@ void CSourceFile::WriteRaw(std::string_view bytes)
     }
     if (bytes.size() >= kBlockSize) {
         // A large block goes straight to the file, after what waits before it.
-        if (!outputBuffer_.empty()) {
-            outputFailed |= !output_ || !output_->Write(outputBuffer_.data(), outputBuffer_.size());
-            outputBuffer_.clear();
-        }
+        FlushOutputBuffer();
         outputFailed |= !output_ || !output_->Write(bytes.data(), bytes.size());
         return;
     }
     outputBuffer_ += bytes;
     if (outputBuffer_.size() >= kBlockSize) {
-        outputFailed |= !output_ || !output_->Write(outputBuffer_.data(), outputBuffer_.size());
-        outputBuffer_.clear();
+        FlushOutputBuffer();
     }
 }
 
@@ -679,10 +671,7 @@ int CSourceFile::WriteByteAt(std::uint64_t offset, const char* decimalText)
 {
     if (!output_)
         return -1;
-    if (!outputBuffer_.empty()) {
-        outputFailed |= !output_->Write(outputBuffer_.data(), outputBuffer_.size());
-        outputBuffer_.clear();
-    }
+    FlushOutputBuffer();
     if (!output_->Seek(offset))
         return -1;
     if (!decimalText)
@@ -710,14 +699,19 @@ void CSourceFile::RestartOutput()
     outputFailed = !output_;
 }
 
+void CSourceFile::FlushOutputBuffer()
+{
+    if (outputBuffer_.empty())
+        return;
+    outputFailed |= !output_ || !output_->Write(outputBuffer_.data(), outputBuffer_.size());
+    outputBuffer_.clear();
+}
+
 bool CSourceFile::CloseOutput()
 {
     if (!output_)
         return !outputFailed;
-    if (!outputBuffer_.empty()) {
-        outputFailed |= !output_->Write(outputBuffer_.data(), outputBuffer_.size());
-        outputBuffer_.clear();
-    }
+    FlushOutputBuffer();
     outputFailed |= !output_->Sync();
     output_.reset();
     return !outputFailed;

@@ -148,6 +148,10 @@ private:
     class Input;
     // Reads the opened file's first line.
     void OpenInput(std::unique_ptr<PlatformFile> file);
+    // The first line of a file, as it stands; the line ends' convention.
+    void ReadFirstLine();
+    // Writes what waits in the output buffer to the new file.
+    void FlushOutputBuffer();
     void NoteWritten(std::string_view text);
     void ApplyConversion(std::string& line) const;
 
